@@ -1,0 +1,55 @@
+#include "support/temp_dir.h"
+
+#include <stdexcept>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace testing_support {
+
+TempDir::TempDir() {
+    const char* base = getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/korvel-test-XXXXXX";
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+    path_ = pattern;
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+void TempDir::Write(const std::string& name, const std::string& content) const { WriteFile(File(name), content); }
+
+std::string TempDir::Read(const std::string& name) const { return ReadFile(File(name)); }
+
+bool TempDir::Exists(const std::string& name) const { return std::filesystem::exists(File(name)); }
+
+ChangeDir::ChangeDir(const std::string& dir) {
+    char buffer[4096];
+    if (!getcwd(buffer, sizeof buffer)) throw std::runtime_error("getcwd failed");
+    previous_ = buffer;
+    if (chdir(dir.c_str()) != 0) throw std::runtime_error("chdir failed: " + dir);
+}
+
+ChangeDir::~ChangeDir() {
+    if (chdir(previous_.c_str()) != 0) {
+        // Nothing sensible to do in a destructor; the next test will notice.
+    }
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+}  // namespace testing_support

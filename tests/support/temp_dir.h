@@ -1,0 +1,39 @@
+// Temporary directories and small file helpers for tests.
+#pragma once
+
+#include <string>
+
+namespace testing_support {
+
+// A fresh directory under $TMPDIR (or /tmp), removed with everything in it on destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& path() const { return path_; }
+    std::string File(const std::string& name) const { return path_ + "/" + name; }
+    void Write(const std::string& name, const std::string& content) const;
+    std::string Read(const std::string& name) const;
+    bool Exists(const std::string& name) const;
+
+private:
+    std::string path_;
+};
+
+// Changes the working directory for the life of the object.
+class ChangeDir {
+public:
+    explicit ChangeDir(const std::string& dir);
+    ~ChangeDir();
+
+private:
+    std::string previous_;
+};
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& content);
+
+}  // namespace testing_support
