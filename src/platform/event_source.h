@@ -25,6 +25,8 @@ public:
     // Called when the queue is empty and nothing is due, just before blocking. May post
     // messages; returns true when it did (the loop then does not block).
     virtual bool Idle() { return false; }
+    // Called right before the loop blocks in poll() (after Idle found nothing to do).
+    virtual void BeforeBlock() {}
 };
 
 void AddEventSource(EventSource* source);
