@@ -49,8 +49,8 @@ enum : int {
 
 constexpr long FIONREAD = 0x4004667F;
 constexpr long FIONBIO = (long)0x8004667E;
-constexpr u_long INADDR_ANY = 0x00000000u;
-constexpr u_long INADDR_NONE = 0xFFFFFFFFu;
+constexpr ULONG INADDR_ANY = 0x00000000u;
+constexpr ULONG INADDR_NONE = 0xFFFFFFFFu;
 
 // Winsock error numbers.
 enum : int {
@@ -134,8 +134,8 @@ struct WSADATA {
 };
 
 struct LINGER {
-    u_short l_onoff;
-    u_short l_linger;
+    USHORT l_onoff;
+    USHORT l_linger;
 };
 
 int WSAStartup(WORD version, WSADATA* data);
@@ -154,14 +154,14 @@ int sendto(SOCKET s, const char* buffer, int length, int flags, const SOCKADDR* 
 int recvfrom(SOCKET s, char* buffer, int length, int flags, SOCKADDR* from, int* fromLength);
 int closesocket(SOCKET s);
 int setsockopt(SOCKET s, int level, int option, const char* value, int length);
-int ioctlsocket(SOCKET s, long command, u_long* argument);
+int ioctlsocket(SOCKET s, long command, ULONG* argument);
 int WSAAsyncSelect(SOCKET s, HWND window, UINT message, long events);
 
-u_short htons(u_short value);
-u_short ntohs(u_short value);
-u_long htonl(u_long value);
-u_long ntohl(u_long value);
-u_long inet_addr(const char* text);
+USHORT htons(USHORT value);
+USHORT ntohs(USHORT value);
+ULONG htonl(ULONG value);
+ULONG ntohl(ULONG value);
+ULONG inet_addr(const char* text);
 HOSTENT* gethostbyname(const char* name);
 
 namespace platform {
