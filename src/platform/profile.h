@@ -12,6 +12,8 @@
 // strings answer; otherwise the caller's default.
 #pragma once
 
+#include <string>
+
 #include "platform/wintypes.h"
 
 DWORD GetPrivateProfileStringA(const char* section, const char* key, const char* defaultText, char* out,
@@ -24,8 +26,26 @@ UINT GetProfileIntA(const char* section, const char* key, int defaultValue);
 
 namespace platform {
 // The settings file that the regional settings look into first (korvel.ini of the working
-// directory unless a test sets another).
+// directory unless a test sets another; null sets that default again).
 void SetRegionalSettingsFile(const char* path);
 // Forgets cached file contents (tests that rewrite a file within one second use it).
 void FlushProfileCache();
+
+// The value of a key after the reading rules (blanks and one pair of quotes removed); false
+// when the file, the section or the key is missing.
+bool FindProfileValue(const char* section, const char* key, const char* file, std::string* value);
+// Copies at most size - 1 characters and a NUL, as the profile functions fill their buffers;
+// returns the number of characters copied.
+DWORD CopyProfileText(const char* text, char* out, DWORD size);
+
+// What a locale says about dates and times, as nl_langinfo gives it.
+struct LocaleTimeFormats {
+    const char* dateFormat;  // D_FMT, e.g. "%d.%m.%Y"
+    const char* timeFormat;  // T_FMT, e.g. "%H:%M:%S"
+    const char* am;          // AM_STR
+    const char* pm;          // PM_STR
+};
+// The regional value of `key` (iDate, sDate, iTime, sTime, s1159, s2359) that the formats
+// imply; false for any other key, or for a date without a single-byte separator.
+bool RegionalValueFromFormats(const LocaleTimeFormats& formats, const char* key, std::string* value);
 }  // namespace platform

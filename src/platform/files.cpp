@@ -1,0 +1,114 @@
+#include "platform/files.h"
+
+#include <cctype>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// A drive prefix is one letter and a colon at the very start ("c:\tmp", "c:tmp").
+bool HasDrivePrefix(const std::string& path) {
+    return path.size() >= 2 && isalpha((unsigned char)path[0]) && path[1] == ':';
+}
+
+// DOS ignores trailing dots of a directory name: "korvel." names the directory "korvel".
+// "." and ".." keep theirs, and so does the last component ("01readme." is a file name).
+std::string StripDirectoryDots(const std::string& component) {
+    if (component == "." || component == "..") return component;
+    size_t end = component.find_last_not_of('.');
+    return end == std::string::npos ? std::string() : component.substr(0, end + 1);
+}
+
+// Text and binary modes are the same here.
+std::string HostMode(const char* mode) {
+    std::string host;
+    for (const char* c = mode; *c; ++c) {
+        if (*c != 't') host += *c;
+    }
+    return host;
+}
+
+bool IsPlainReadMode(const char* mode) { return mode[0] == 'r' && !strchr(mode, '+'); }
+
+// Breaking our lease sends SIGIO, whose default action would end the program. The lease is
+// dropped at once, so the signal carries nothing we need.
+void IgnoreLeaseBreaks() {
+    static bool ignored = false;
+    if (ignored) return;
+    signal(SIGIO, SIG_IGN);
+    ignored = true;
+}
+
+// Linux refuses a read lease exactly while some process has the file open for writing. A
+// file system without leases (or a file we may not lease) is never taken as being written.
+bool OpenForWritingElsewhere(int fd) {
+    IgnoreLeaseBreaks();
+    if (fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
+        fcntl(fd, F_SETLEASE, F_UNLCK);
+        return false;
+    }
+    return errno == EAGAIN;
+}
+
+}  // namespace
+
+std::string HostPath(const char* path) {
+    std::string text = path;
+    for (char& c : text) {
+        if (c == '\\') c = '/';
+    }
+    if (HasDrivePrefix(text)) text.erase(0, 2);
+
+    std::string host;
+    size_t start = 0;
+    for (size_t slash = text.find('/'); slash != std::string::npos; slash = text.find('/', start)) {
+        host += StripDirectoryDots(text.substr(start, slash - start)) + '/';
+        start = slash + 1;
+    }
+    return host + text.substr(start);
+}
+
+// 'e' (close on exec) keeps our files out of the programs that WinExec starts.
+FILE* FileOpen(const char* path, const char* mode) {
+    return fopen(HostPath(path).c_str(), (HostMode(mode) + "e").c_str());
+}
+
+FILE* FileOpenDenyWrite(const char* path, const char* mode) {
+    std::string host = HostPath(path);
+    int fd = open(host.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    if (OpenForWritingElsewhere(fd)) {
+        close(fd);
+        errno = EACCES;
+        return nullptr;
+    }
+    if (!IsPlainReadMode(mode)) {
+        close(fd);
+        return FileOpen(path, mode);
+    }
+    FILE* file = fdopen(fd, HostMode(mode).c_str());
+    if (!file) {
+        int error = errno;
+        close(fd);
+        errno = error;
+    }
+    return file;
+}
+
+long FileLength(FILE* file) {
+    struct stat info;
+    if (!file || fstat(fileno(file), &info) != 0) return -1;
+    return (long)info.st_size;
+}
+
+int FileRemove(const char* path) { return unlink(HostPath(path).c_str()); }
+
+bool FileExists(const char* path) {
+    struct stat info;
+    if (stat(HostPath(path).c_str(), &info) != 0) return false;
+    return S_ISREG(info.st_mode) || S_ISDIR(info.st_mode);
+}

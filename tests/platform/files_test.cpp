@@ -1,0 +1,237 @@
+#include "platform/files.h"
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "support/temp_dir.h"
+
+using testing_support::TempDir;
+
+namespace {
+
+TEST(HostPath, TranslatesDosPaths) {
+    struct Case {
+        const char* dos;
+        const char* host;
+    };
+    const Case cases[] = {
+        {"c:\\tmp\\x", "/tmp/x"},
+        {"C:\\", "/"},
+        {"c:tmp", "tmp"},
+        {"c:", ""},
+        {"x\\c:y", "x/c:y"},          // a drive only at the very start
+        {"1:x", "1:x"},               // a drive is a letter
+        {"ab:c", "ab:c"},
+        {"\\korvel\\site", "/korvel/site"},
+        {"\\korvel.\\mailbox.tmp", "/korvel/mailbox.tmp"},
+        {"korvel..\\sub.\\f", "korvel/sub/f"},
+        {"\\korvel\\01readme.", "/korvel/01readme."},  // the last component keeps its dots
+        {"dir.\\", "dir/"},
+        {".\\korvel.ini", "./korvel.ini"},
+        {"..\\up\\.\\x", "../up/./x"},
+        {"a/b.\\c", "a/b/c"},
+        {"plain/posix/path.txt", "plain/posix/path.txt"},
+        {"a\\\\b", "a//b"},
+        {"", ""},
+    };
+    for (const Case& c : cases) EXPECT_EQ(HostPath(c.dos), c.host) << "for " << c.dos;
+}
+
+class FilesTest : public testing::Test {
+protected:
+    // The temp directory written the DOS way, with a "name." component that must resolve.
+    std::string DosPath(const std::string& name) const { return dir.path() + "\\sub.\\" + name; }
+
+    void SetUp() override { ASSERT_EQ(mkdir(dir.File("sub").c_str(), 0755), 0); }
+
+    TempDir dir;
+};
+
+TEST_F(FilesTest, TextModeWritesAndReadsBytesUnchanged) {
+    FILE* out = FileOpen(DosPath("page.htm").c_str(), "w+t");
+    ASSERT_NE(out, nullptr);
+    fputs("line one\nline two\r\n", out);
+    fclose(out);
+    EXPECT_EQ(dir.Read("sub/page.htm"), "line one\nline two\r\n");
+
+    FILE* in = FileOpen(DosPath("page.htm").c_str(), "rt");
+    ASSERT_NE(in, nullptr);
+    char buffer[64] = {};
+    EXPECT_EQ(fread(buffer, 1, sizeof buffer, in), 19u);
+    EXPECT_STREQ(buffer, "line one\nline two\r\n");
+    EXPECT_EQ(FileLength(in), 19);
+    fclose(in);
+}
+
+TEST_F(FilesTest, OpenFilesAreNotInheritedByStartedPrograms) {
+    FILE* file = FileOpen(DosPath("log.txt").c_str(), "a+b");
+    ASSERT_NE(file, nullptr);
+    EXPECT_TRUE(fcntl(fileno(file), F_GETFD) & FD_CLOEXEC);
+    fclose(file);
+}
+
+TEST_F(FilesTest, MissingFileFailsWithEnoent) {
+    errno = 0;
+    EXPECT_EQ(FileOpen(DosPath("none.htm").c_str(), "rb"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(FileLength(nullptr), -1);
+}
+
+TEST_F(FilesTest, ExistsAndRemove) {
+    dir.Write("sub/a.txt", "abc");
+    EXPECT_TRUE(FileExists(DosPath("a.txt").c_str()));
+    EXPECT_TRUE(FileExists((dir.path() + "\\sub.\\").c_str()));  // a directory counts
+    EXPECT_FALSE(FileExists(DosPath("b.txt").c_str()));
+
+    EXPECT_EQ(FileRemove(DosPath("a.txt").c_str()), 0);
+    EXPECT_FALSE(dir.Exists("sub/a.txt"));
+    EXPECT_NE(FileRemove(DosPath("a.txt").c_str()), 0);
+}
+
+// ---- Opening denying write ----
+
+// True when this file system grants read leases to us; without them nothing is ever denied.
+bool LeasesWork(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) return false;
+    bool granted = fcntl(fd, F_SETLEASE, F_RDLCK) == 0;
+    if (granted) fcntl(fd, F_SETLEASE, F_UNLCK);
+    close(fd);
+    return granted;
+}
+
+// Another process that holds a file open (with the given open flags) until released. Every
+// wait is bounded: the child gives up after ten seconds, the parent waits at most five.
+class HoldingProcess {
+public:
+    HoldingProcess(const std::string& path, int flags) {
+        int report[2], release[2];
+        if (pipe(report) != 0 || pipe(release) != 0) return;
+        pid_ = fork();
+        if (pid_ == 0) RunChild(path, flags, report[1], release[0], release[1]);
+        close(report[1]);
+        close(release[0]);
+        fromChild_ = report[0];
+        toChild_ = release[1];
+    }
+
+    ~HoldingProcess() {
+        Release();
+        if (fromChild_ >= 0) close(fromChild_);
+    }
+
+    // Waits until the child holds the file; false when it could not open it.
+    bool Holding() {
+        pollfd ready = {fromChild_, POLLIN, 0};
+        char answer = 0;
+        return pid_ > 0 && poll(&ready, 1, 5000) == 1 && read(fromChild_, &answer, 1) == 1 && answer == '1';
+    }
+
+    // Lets the child close the file and end, and collects it.
+    void Release() {
+        if (toChild_ >= 0) close(toChild_);
+        toChild_ = -1;
+        if (pid_ <= 0) return;
+        bool ended = false;
+        for (int i = 0; i < 500 && !ended; ++i) {
+            ended = waitpid(pid_, nullptr, WNOHANG) != 0;
+            if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        if (!ended) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+        pid_ = -1;
+    }
+
+private:
+    [[noreturn]] static void RunChild(const std::string& path, int flags, int report, int release, int ownEnd) {
+        close(ownEnd);
+        int fd = open(path.c_str(), flags);
+        char answer = fd >= 0 ? '1' : '0';
+        if (write(report, &answer, 1) != 1) _exit(1);
+        pollfd wait = {release, POLLIN, 0};
+        poll(&wait, 1, 10000);
+        if (fd >= 0) close(fd);
+        _exit(0);
+    }
+
+    pid_t pid_ = -1;
+    int fromChild_ = -1;
+    int toChild_ = -1;
+};
+
+class DenyWriteTest : public FilesTest {
+protected:
+    void SetUp() override {
+        FilesTest::SetUp();
+        dir.Write("sub/answer.htm", "the answer");
+        if (!LeasesWork(dir.File("sub/answer.htm"))) GTEST_SKIP() << "this file system grants no read leases";
+    }
+
+    std::string HostFile() const { return dir.File("sub/answer.htm"); }
+
+    // Opens the file denying write: the content it reads, or "EACCES"/"ENOENT"/"errno N".
+    std::string OpenDenyingWrite(const std::string& name = "answer.htm") {
+        errno = 0;
+        FILE* file = FileOpenDenyWrite(DosPath(name).c_str(), "rb");
+        if (!file) return errno == EACCES ? "EACCES" : errno == ENOENT ? "ENOENT" : "errno " + std::to_string(errno);
+        char buffer[64] = {};
+        size_t n = fread(buffer, 1, sizeof buffer - 1, file);
+        fclose(file);
+        return std::string(buffer, n);
+    }
+};
+
+TEST_F(DenyWriteTest, AnotherProcessWritingDeniesUntilItCloses) {
+    EXPECT_EQ(OpenDenyingWrite(), "the answer");
+    HoldingProcess writer(HostFile(), O_WRONLY);
+    ASSERT_TRUE(writer.Holding());
+    EXPECT_EQ(OpenDenyingWrite(), "EACCES");
+    EXPECT_EQ(OpenDenyingWrite(), "EACCES");  // asking again changes nothing
+
+    writer.Release();
+    EXPECT_EQ(OpenDenyingWrite(), "the answer");
+}
+
+TEST_F(DenyWriteTest, ReadersElsewhereDoNotDeny) {
+    HoldingProcess reader(HostFile(), O_RDONLY);
+    ASSERT_TRUE(reader.Holding());
+    EXPECT_EQ(OpenDenyingWrite(), "the answer");
+
+    FILE* ownReader = fopen(HostFile().c_str(), "rb");
+    ASSERT_NE(ownReader, nullptr);
+    EXPECT_EQ(OpenDenyingWrite(), "the answer");
+    fclose(ownReader);
+}
+
+TEST_F(DenyWriteTest, OurOwnWriterDeniesToo) {
+    FILE* writer = fopen(HostFile().c_str(), "ab");
+    ASSERT_NE(writer, nullptr);
+    EXPECT_EQ(OpenDenyingWrite(), "EACCES");
+    fclose(writer);
+    EXPECT_EQ(OpenDenyingWrite(), "the answer");
+}
+
+TEST_F(DenyWriteTest, MissingFileKeepsItsError) {
+    EXPECT_EQ(OpenDenyingWrite("missing.htm"), "ENOENT");
+}
+
+TEST_F(DenyWriteTest, WriterOpeningAfterUsIsNotDisturbed) {
+    FILE* file = FileOpenDenyWrite(DosPath("answer.htm").c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    // The lease is already gone: a writer opens at once, and no SIGIO ends this process.
+    HoldingProcess writer(HostFile(), O_WRONLY | O_APPEND);
+    EXPECT_TRUE(writer.Holding());
+    fclose(file);
+}
+
+}  // namespace

@@ -1,0 +1,305 @@
+#include "platform/profile.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "support/temp_dir.h"
+
+using testing_support::TempDir;
+
+namespace {
+
+class ProfileTest : public testing::Test {
+protected:
+    void SetUp() override { platform::FlushProfileCache(); }
+    void TearDown() override { platform::FlushProfileCache(); }
+
+    // The ini file the way the program names it, with '\' separators.
+    std::string Ini() const { return dir.path() + "\\korvel.ini"; }
+    void WriteIni(const std::string& content) const { dir.Write("korvel.ini", content); }
+    std::string IniContent() const { return dir.Read("korvel.ini"); }
+
+    std::string Get(const char* section, const char* key, const char* defaultText = "(default)",
+                    DWORD size = 128) const {
+        char buffer[128];
+        memset(buffer, '#', sizeof buffer);
+        DWORD length = GetPrivateProfileStringA(section, key, defaultText, buffer, size, Ini().c_str());
+        EXPECT_EQ(length, strlen(buffer));
+        return buffer;
+    }
+    UINT GetInt(const char* section, const char* key, int defaultValue = 42) const {
+        return GetPrivateProfileIntA(section, key, defaultValue, Ini().c_str());
+    }
+    BOOL Write(const char* section, const char* key, const char* value) const {
+        return WritePrivateProfileStringA(section, key, value, Ini().c_str());
+    }
+
+    TempDir dir;
+};
+
+// ---- Reading ----
+
+const char kSettings[] =
+    "; korvel settings\n"
+    "Orphan=before any section\n"
+    "[Server]\n"
+    "Mode=1cb\n"
+    "  ServerPort = 8080 \t\n"
+    "ServerPort=9090\n"
+    "HomeDir = \"\\korvel\\site\"  \n"
+    "Prefix='kv'\n"
+    "Spaced=\"  two  \"\n"
+    "Mismatch=\"left'\n"
+    "Empty=\n"
+    "Equals=a=b\n"
+    ";Hidden=1\n"
+    "   ; Indented=2\n"
+    "NoEqualsSign\n"
+    "[ server ]\n"
+    "OnlyInSecond=yes\n"
+    "[Client]\n"
+    "ClientHost=far\n";
+
+TEST_F(ProfileTest, NamesCompareWithoutCaseAndFirstMatchWins) {
+    WriteIni(kSettings);
+    EXPECT_EQ(Get("Server", "Mode"), "1cb");
+    EXPECT_EQ(Get("SERVER", "mode"), "1cb");
+    EXPECT_EQ(Get("server", "SERVERPORT"), "8080");    // the first of two keys
+    EXPECT_EQ(Get("Server", "OnlyInSecond"), "(default)");  // only the first section counts
+    EXPECT_EQ(Get("client", "clienthost"), "far");
+    EXPECT_EQ(Get("Server", "ClientHost"), "(default)");     // keys belong to their section
+    EXPECT_EQ(Get("Server", "Orphan"), "(default)");
+}
+
+TEST_F(ProfileTest, ValuesLoseBlanksAndOnePairOfQuotes) {
+    WriteIni(kSettings);
+    EXPECT_EQ(Get("Server", "HomeDir"), "\\korvel\\site");
+    EXPECT_EQ(Get("Server", "Prefix"), "kv");
+    EXPECT_EQ(Get("Server", "Spaced"), "  two  ");
+    EXPECT_EQ(Get("Server", "Mismatch"), "\"left'");
+    EXPECT_EQ(Get("Server", "Empty"), "");
+    EXPECT_EQ(Get("Server", "Equals"), "a=b");
+}
+
+TEST_F(ProfileTest, CommentsAndLinesWithoutEqualsAreNoKeys) {
+    WriteIni(kSettings);
+    EXPECT_EQ(Get("Server", "Hidden"), "(default)");
+    EXPECT_EQ(Get("Server", ";Hidden"), "(default)");
+    EXPECT_EQ(Get("Server", "Indented"), "(default)");
+    EXPECT_EQ(Get("Server", "NoEqualsSign"), "(default)");
+}
+
+TEST_F(ProfileTest, CrLfLinesAndALastLineWithoutEnd) {
+    WriteIni("[Url]\r\nHomeDir=\\tmp\r\nUrl=host/page \r\nLast=end");
+    EXPECT_EQ(Get("Url", "HomeDir"), "\\tmp");
+    EXPECT_EQ(Get("Url", "Url"), "host/page");
+    EXPECT_EQ(Get("Url", "Last"), "end");
+}
+
+TEST_F(ProfileTest, MissingFileSectionOrKeyGivesTheDefault) {
+    EXPECT_EQ(Get("Server", "Mode"), "(default)");
+    EXPECT_EQ(Get("Server", "Mode", nullptr), "");
+    EXPECT_FALSE(dir.Exists("korvel.ini"));  // reading creates nothing
+    WriteIni(kSettings);
+    EXPECT_EQ(Get("Nowhere", "Mode"), "(default)");
+    EXPECT_EQ(Get("Server", "Nothing"), "(default)");
+}
+
+TEST_F(ProfileTest, CopiesAtMostSizeMinusOneCharacters) {
+    WriteIni("[Server]\nMailbox=mailbox\n");
+    EXPECT_EQ(Get("Server", "Mailbox", "", 5), "mail");
+    EXPECT_EQ(Get("Server", "Mailbox", "", 8), "mailbox");
+    EXPECT_EQ(Get("Server", "Mailbox", "", 1), "");
+    EXPECT_EQ(Get("Server", "Missing", "defaulted", 4), "def");
+
+    char untouched = 'x';
+    EXPECT_EQ(GetPrivateProfileStringA("Server", "Mailbox", "", &untouched, 0, Ini().c_str()), 0u);
+    EXPECT_EQ(untouched, 'x');
+}
+
+TEST_F(ProfileTest, IntegersAsTheProfileApiReadsThem) {
+    WriteIni(
+        "[N]\nminus=-1\nbig=70000\nword=abc\nempty=\nhex=0x1F\nupper=0X1f\nnegative=-12\n"
+        "trailing=12abc\nquoted=\"7\"\nblanks=   33   \n");
+    EXPECT_EQ(GetInt("N", "minus"), 0xFFFFFFFFu);
+    EXPECT_EQ(GetInt("N", "big"), 70000u);
+    EXPECT_EQ(GetInt("N", "word"), 0u);  // present but no number: 0, not the default
+    EXPECT_EQ(GetInt("N", "empty"), 0u);
+    EXPECT_EQ(GetInt("N", "hex"), 31u);
+    EXPECT_EQ(GetInt("N", "upper"), 31u);
+    EXPECT_EQ(GetInt("N", "negative"), (UINT)-12);
+    EXPECT_EQ(GetInt("N", "trailing"), 12u);
+    EXPECT_EQ(GetInt("N", "quoted"), 7u);
+    EXPECT_EQ(GetInt("N", "blanks"), 33u);
+    EXPECT_EQ(GetInt("N", "missing", 42), 42u);
+    EXPECT_EQ(GetInt("N", "missing", -5), (UINT)-5);
+    EXPECT_EQ(GetInt("Nowhere", "big", 9), 9u);
+}
+
+TEST_F(ProfileTest, RelativePathsWithDosSeparators) {
+    testing_support::ChangeDir here(dir.path());
+    WriteIni("[Mime]\ntxt=text/plain\n");
+    char buffer[80];
+    GetPrivateProfileStringA("Mime", "txt", "", buffer, sizeof buffer, ".\\korvel.ini");
+    EXPECT_STREQ(buffer, "text/plain");
+}
+
+// ---- Writing ----
+
+TEST_F(ProfileTest, WritingCreatesFileSectionsAndKeysInOrder) {
+    EXPECT_TRUE(Write("Server", "Mode", "1cb"));
+    EXPECT_TRUE(Write("Server", "ServerPort", "80"));
+    EXPECT_TRUE(Write("Client", "ClientHost", "me"));
+    EXPECT_TRUE(Write("Server", "Mailbox", "mailbox"));
+    EXPECT_EQ(IniContent(),
+              "[Server]\nMode=1cb\nServerPort=80\nMailbox=mailbox\n"
+              "\n"
+              "[Client]\nClientHost=me\n");
+}
+
+TEST_F(ProfileTest, ReplacingKeepsEveryOtherLineAndTheKeysSpelling) {
+    const std::string before =
+        "; written by hand\n"
+        "[Server]\n"
+        "  ServerPort = 80   ; the usual\n"
+        "HomeDir=\\korvel\n"
+        "\n"
+        "[server]\n"
+        "ServerPort=1\n"
+        "[Client]\n"
+        "ServerPort=2\n";
+    WriteIni(before);
+    EXPECT_TRUE(Write("SERVER", "serverport", "8080"));
+    EXPECT_EQ(IniContent(),
+              "; written by hand\n"
+              "[Server]\n"
+              "ServerPort=8080\n"
+              "HomeDir=\\korvel\n"
+              "\n"
+              "[server]\n"
+              "ServerPort=1\n"
+              "[Client]\n"
+              "ServerPort=2\n");
+    EXPECT_EQ(Get("Server", "ServerPort"), "8080");
+}
+
+TEST_F(ProfileTest, NewKeyGoesAfterTheLastLineOfItsSection) {
+    WriteIni("[Server]\nMode=1cb\n; end of server\n\n\n[Client]\nClientDef=3\n");
+    EXPECT_TRUE(Write("Server", "HowManyClients", "9"));
+    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\n");
+    EXPECT_TRUE(Write("Client", "ClientPort", "80"));
+    EXPECT_EQ(IniContent(),
+              "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\nClientPort=80\n");
+}
+
+TEST_F(ProfileTest, NewSectionGoesToTheEndAfterABlankLine) {
+    WriteIni("[Server]\nMode=1cb");  // no line end on the last line
+    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
+    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n");
+
+    WriteIni("[Server]\nMode=1cb\n\n");
+    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
+    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n");
+
+    WriteIni("");
+    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
+    EXPECT_EQ(IniContent(), "[CGI]\nCGIMax=1\n");
+}
+
+TEST_F(ProfileTest, CrLfFilesGetCrLfLines) {
+    WriteIni("[Server]\r\nMode=1cb\r\n");
+    EXPECT_TRUE(Write("Server", "Mode", "18a"));
+    EXPECT_TRUE(Write("Server", "ServerPort", "80"));
+    EXPECT_TRUE(Write("Url", "Url", "host/"));
+    EXPECT_EQ(IniContent(), "[Server]\r\nMode=18a\r\nServerPort=80\r\n\r\n[Url]\r\nUrl=host/\r\n");
+}
+
+TEST_F(ProfileTest, NullValueDeletesAKeyNullKeyASection) {
+    WriteIni("[Server]\nMode=1cb\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n");
+    EXPECT_TRUE(Write("server", "MODE", nullptr));
+    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n");
+    EXPECT_TRUE(Write("Client", nullptr, nullptr));
+    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n");
+    EXPECT_EQ(Get("Client", "ClientHost"), "(default)");
+
+    EXPECT_TRUE(Write("Server", "Absent", nullptr));  // nothing to delete, nothing changes
+    EXPECT_TRUE(Write("Absent", nullptr, nullptr));
+    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n");
+}
+
+TEST_F(ProfileTest, DeletingFromAMissingFileCreatesNothing) {
+    EXPECT_TRUE(Write("Server", "Mode", nullptr));
+    EXPECT_FALSE(dir.Exists("korvel.ini"));
+}
+
+TEST_F(ProfileTest, WriteFailsWhereNoFileCanBeMade) {
+    std::string nowhere = dir.path() + "\\no-such-dir\\korvel.ini";
+    EXPECT_FALSE(WritePrivateProfileStringA("Server", "Mode", "1cb", nowhere.c_str()));
+}
+
+// ---- The cache ----
+
+class ProfileCacheTest : public ProfileTest {
+protected:
+    void SetUp() override {
+        ProfileTest::SetUp();
+        WriteIni("[Mime]\ntxt=text/plain\n");
+        ASSERT_EQ(Get("Mime", "txt"), "text/plain");  // now cached
+    }
+
+    timespec ModificationTime() const {
+        struct stat info;
+        stat(dir.File("korvel.ini").c_str(), &info);
+        return info.st_mtim;
+    }
+    void SetModificationTime(timespec when) const {
+        timespec times[2] = {when, when};
+        utimensat(AT_FDCWD, dir.File("korvel.ini").c_str(), times, 0);
+    }
+};
+
+TEST_F(ProfileCacheTest, SeesARewriteOfAnotherSize) {
+    WriteIni("[Mime]\ntxt=text/x-other\n");
+    EXPECT_EQ(Get("Mime", "txt"), "text/x-other");
+}
+
+TEST_F(ProfileCacheTest, SeesANewModificationTime) {
+    timespec old = ModificationTime();
+    WriteIni("[Mime]\ntxt=text/PLAIN\n");
+    SetModificationTime({old.tv_sec, (old.tv_nsec + 1) % 1000000000});
+    EXPECT_EQ(Get("Mime", "txt"), "text/PLAIN");
+}
+
+TEST_F(ProfileCacheTest, SeesAFileReplacedByAnother) {
+    timespec old = ModificationTime();
+    dir.Write("new.ini", "[Mime]\ntxt=text/PLAIN\n");
+    ASSERT_EQ(rename(dir.File("new.ini").c_str(), dir.File("korvel.ini").c_str()), 0);
+    SetModificationTime(old);
+    EXPECT_EQ(Get("Mime", "txt"), "text/PLAIN");
+}
+
+TEST_F(ProfileCacheTest, KeepsTheParsedFileUntilFlushed) {
+    timespec old = ModificationTime();
+    WriteIni("[Mime]\ntxt=text/PLAIN\n");  // same inode, same size
+    SetModificationTime(old);
+    EXPECT_EQ(Get("Mime", "txt"), "text/plain");
+    platform::FlushProfileCache();
+    EXPECT_EQ(Get("Mime", "txt"), "text/PLAIN");
+}
+
+TEST_F(ProfileCacheTest, ForgetsADeletedFile) {
+    ASSERT_EQ(remove(dir.File("korvel.ini").c_str()), 0);
+    EXPECT_EQ(Get("Mime", "txt"), "(default)");
+}
+
+TEST_F(ProfileCacheTest, WritesAreSeenAtOnce) {
+    EXPECT_TRUE(Write("Mime", "txt", "text/html"));
+    EXPECT_EQ(Get("Mime", "txt"), "text/html");
+    WriteIni("[Mime]\ntxt=text/x-longer-one\n");
+    EXPECT_EQ(Get("Mime", "txt"), "text/x-longer-one");
+}
+
+}  // namespace
