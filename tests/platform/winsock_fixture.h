@@ -1,0 +1,64 @@
+// A test window that records the socket messages it gets, and a bounded message pump.
+//
+// Every test runs the real message loop: GetMessageA blocks in poll() on the sockets, and a
+// 20 ms timer makes it return regularly, so each pump is bounded by a number of turns and by
+// wall time. The far end of each connection is plain POSIX (posix_peer.h).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
+
+#include "platform/messages.h"
+#include "platform/winsock.h"
+
+namespace testing_support {
+
+struct SocketMessage {
+    UINT message;
+    WPARAM wParam;
+    LPARAM lParam;
+};
+
+class WinsockTest : public ::testing::Test {
+protected:
+    static constexpr UINT kMessage = WM_USER + 2;
+
+    void SetUp() override;
+    void TearDown() override;
+
+    // Runs the message loop until done() holds or timeoutMs passed; eachTurn runs after
+    // every dispatched message. Returns done().
+    bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000,
+                   const std::function<void()>& eachTurn = {});
+    // Runs the loop for ms milliseconds, so that a test can see what did not come.
+    void PumpFor(int ms, const std::function<void()>& eachTurn = {});
+
+    // The lParam of every socket message for s, in order.
+    std::vector<LPARAM> EventsFor(SOCKET s) const;
+    int Count(SOCKET s, long event) const;
+
+    // A Winsock socket accepted from a POSIX client: blocking, selecting nothing yet.
+    // receiveBuffer, when above 0, is the client's receive buffer size.
+    SOCKET AcceptFromPeer(int* peerFd, int receiveBuffer = 0);
+    // A descriptor of the POSIX side, closed when the test ends unless the test closes it
+    // first through ClosePeer or ResetPeer.
+    int Keep(int fd);
+    void ClosePeer(int fd);
+    void ResetPeer(int fd);
+
+    static SOCKADDR_IN Loopback(uint16_t port);
+
+    HWND window = nullptr;
+    std::vector<SocketMessage> messages;
+    // Runs inside the window procedure for every socket message, after it was recorded.
+    std::function<void(const SocketMessage&)> onMessage;
+
+private:
+    static LRESULT Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    static WinsockTest* current;
+    std::vector<int> peerFds;
+};
+
+}  // namespace testing_support
