@@ -40,6 +40,7 @@ build-asan: deps $(ASAN_BUILD)/CMakeCache.txt
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 
 run: build
+	@echo "korvel serves examples/site: open http://127.0.0.1:8080/ in a browser (Ctrl+C stops it)"
 	@cd examples && exec ../$(BUILD)/korvel -server
 
 test: build build-asan

@@ -54,6 +54,13 @@ bool OpenForWritingElsewhere(int fd) {
     return errno == EAGAIN;
 }
 
+// A directory is not a file: opening one fails (EISDIR), as it does on Windows, so a request
+// for a directory name is answered like a missing file instead of a read error.
+bool IsDirectory(int fd) {
+    struct stat info;
+    return fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
+}
+
 }  // namespace
 
 std::string HostPath(const char* path) {
@@ -72,15 +79,27 @@ std::string HostPath(const char* path) {
     return host + text.substr(start);
 }
 
+
 // 'e' (close on exec) keeps our files out of the programs that WinExec starts.
 FILE* FileOpen(const char* path, const char* mode) {
-    return fopen(HostPath(path).c_str(), (HostMode(mode) + "e").c_str());
+    FILE* file = fopen(HostPath(path).c_str(), (HostMode(mode) + "e").c_str());
+    if (file && IsDirectory(fileno(file))) {
+        fclose(file);
+        errno = EISDIR;
+        return nullptr;
+    }
+    return file;
 }
 
 FILE* FileOpenDenyWrite(const char* path, const char* mode) {
     std::string host = HostPath(path);
     int fd = open(host.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return nullptr;
+    if (IsDirectory(fd)) {
+        close(fd);
+        errno = EISDIR;
+        return nullptr;
+    }
     if (OpenForWritingElsewhere(fd)) {
         close(fd);
         errno = EACCES;

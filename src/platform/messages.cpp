@@ -302,10 +302,12 @@ BOOL GetMessageA(MSG* msg, HWND, UINT, UINT) {
             *msg = MSG{nullptr, WM_QUIT, (WPARAM)quitCode, 0, 0};
             return FALSE;
         }
+        // An event source may post the quit message (a signal ends the program): look at it
+        // again before ever blocking.
         PollSources(0);
-        if (!queue.empty()) continue;
+        if (!queue.empty() || quitPending) continue;
         if (TakeTimer(msg, false)) return TRUE;
-        if (RunIdleSources()) continue;
+        if (RunIdleSources() || quitPending) continue;
         for (auto* source : sources) source->BeforeBlock();
         PollSources(BlockTimeoutMs());
     }

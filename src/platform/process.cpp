@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <vector>
 
+#include "platform/clock.h"
+#include "platform/event_source.h"
 #include "platform/files.h"
 
 extern char** environ;
@@ -18,6 +20,27 @@ const UINT kStarted = 33;
 
 // Children not yet collected; the message loop reaps them.
 std::vector<pid_t> children;
+
+// Collects finished children from the message loop, at most twice a second, while any are
+// left.
+class ChildReaper : public platform::EventSource {
+public:
+    void AddDescriptors(std::vector<pollfd>&) override {}
+    void HandleEvents(const pollfd*, size_t) override {
+        int64_t now = platform::MonotonicMs();
+        if (now - lastReap_ < kReapIntervalMs) return;
+        lastReap_ = now;
+        platform::ReapChildren();
+        if (children.empty()) platform::RemoveEventSource(this);
+    }
+    int WakeAfterMs() override { return kReapIntervalMs; }
+
+private:
+    static constexpr int kReapIntervalMs = 500;
+    int64_t lastReap_ = 0;
+};
+
+ChildReaper reaper;
 
 std::vector<std::string> SplitOnBlanks(const char* commandLine) {
     std::vector<std::string> words;
@@ -91,6 +114,7 @@ UINT WinExec(const char* commandLine, UINT show) {
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) return StartError(error);
     children.push_back(pid);
+    platform::AddEventSource(&reaper);
     return kStarted;
 }
 

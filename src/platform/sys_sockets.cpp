@@ -56,6 +56,15 @@ int OpenSocket(SocketKind kind, int protocol) {
 
 int Close(int fd) { return close(fd); }
 
+void DiscardInput(int fd, size_t most) {
+    char buffer[4096];
+    while (most > 0) {
+        ssize_t n = recv(fd, buffer, most < sizeof buffer ? most : sizeof buffer, MSG_DONTWAIT);
+        if (n <= 0) return;
+        most -= (size_t)n;
+    }
+}
+
 int Bind(int fd, uint32_t address, uint16_t port) {
     sockaddr_in a = MakeAddress(address, port);
     return bind(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a);

@@ -23,6 +23,8 @@ enum : int {
 
 int OpenSocket(SocketKind kind, int protocol);
 int Close(int fd);
+// Reads and drops whatever input is waiting, without blocking (at most `most` bytes).
+void DiscardInput(int fd, size_t most);
 int Bind(int fd, uint32_t address, uint16_t port);
 int Listen(int fd, int backlog);
 // The new descriptor is blocking, whatever the listening socket is.

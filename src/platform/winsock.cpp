@@ -315,6 +315,7 @@ constexpr OptionRule kOptions[] = {
 // Names.
 
 constexpr int kMaxHostAddresses = 16;
+constexpr size_t kDiscardAtClose = 256 * 1024;
 
 struct HostStorage {
     char name[256];
@@ -485,8 +486,13 @@ int recvfrom(SOCKET s, char* buffer, int length, int flags, SOCKADDR* from, int*
     return ReceiveDatagram((int)s, *r, buffer, length, systemFlags, from, fromLength);
 }
 
+// Input left unread at close makes the system reset the connection instead of closing it,
+// and a reset can destroy what was just sent (a refusal line, the end of a file): a
+// connected stream socket first drops what is waiting.
 int closesocket(SOCKET s) {
-    if (!Find(s)) return Fail(WSAENOTSOCK);
+    SocketRecord* r = Find(s);
+    if (!r) return Fail(WSAENOTSOCK);
+    if (r->kind == SocketKind::Stream && r->connected) sys::DiscardInput((int)s, kDiscardAtClose);
     sockets.erase((int)s);
     // The descriptor is released even when close reports an interruption.
     if (sys::Close((int)s) != 0 && errno != EINTR) return FailWithErrno();

@@ -1,0 +1,88 @@
+// The channel table: every TCP connection of the program, incoming (a Remote Client accepted
+// by the server) or outgoing (a Local Client of the Client dialog, the proxy or the grabber),
+// lives in one of 25 slots. Only the first Server.HowManyClients are used. A slot moves
+// free -> waiting -> sending/waiting ... -> purging -> leaving -> free; it becomes free only
+// when the FD_CLOSE of a leaving channel is handled.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/winsock.h"
+
+constexpr int kChannelCount = 25;
+constexpr int kLineSize = 202;     // 200 usable bytes and room for the terminator
+constexpr int kLineUsable = 200;
+constexpr int kTxBufferSize = 202;
+constexpr int kTxUsable = 200;
+constexpr uint16_t kNoLink = 65535;
+
+// State codes.
+enum : uint16_t {
+    kFree = 0,
+    kWaiting = 1,
+    kSending = 2,
+    kLeaving = 3,
+    kPurging = 4,
+    kPreWait = 5,  // never stored: a waiting channel whose connect is still pending
+};
+
+// CGI sub-states.
+enum : uint8_t {
+    kCgiNone = 0,
+    kPipeCgi = 1,       // a CGI program runs and its response file is awaited
+    kTokenFile = 2,     // the file to send was locked; a token file names it
+    kCgiDelayed = 3,    // too many CGI programs already run
+    kImmediatePage = 4, // a fixed page is to be sent
+};
+
+struct FetchRecord;
+
+struct Channel {
+    uint16_t State;
+    SOCKET Socket;
+    uint16_t Connected;
+    uint16_t LocalClient;
+    uint16_t ExtCmdOpen;
+    int16_t ExtCmdLength;
+    FILE* ExtCmdFile;
+    char Line[kLineSize];
+    uint16_t LineLength;
+    int16_t LineFill;
+    char TxBuffer[kTxBufferSize];
+    uint16_t TxCount;
+    uint16_t TxStart;
+    FILE* SendFile;
+    FILE* RxLogFile;
+    uint32_t TxBytes;
+    uint32_t RxBytes;
+    uint8_t PeerAddress[4];
+    uint16_t PeerPort;
+    uint16_t Link;
+    uint32_t ConnectTime;
+    uint32_t StateTime;
+    uint8_t CgiState;
+    char PipeName[13];
+    uint16_t RequestFlags;
+    uint16_t ResponseStatus;
+    FetchRecord* Fetch;
+};
+
+extern Channel Channels[kChannelCount];
+
+// Server.HowManyClients as the loops over the table use it: the setting is kept as read, but
+// no loop or routing ever goes past the 25 slots that exist.
+int ChannelsInUse();
+
+// The time as the channel records keep it (32-bit seconds).
+uint32_t ChannelNow();
+
+void InitChannels();
+void CloseChannel(int ch);
+void ChannelTick();
+void LeavingCheck(int ch, int force, int32_t idle);
+void ProgressLine(int ch, uint32_t elapsed);
+
+// Posts an event to a channel the way the program does everywhere: a synchronous send of
+// message 1026 + ch, so the handler has run when this returns.
+void PostChannelEvent(int ch, uint16_t event);

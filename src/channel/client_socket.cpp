@@ -1,0 +1,213 @@
+// Outgoing connections (Local Clients of the Client dialog, the proxy and the grabber), the
+// closing of sockets and of every Local Client.
+
+#include <cstdio>
+#include <cstring>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/crawl.h"
+#include "grabber/fetch.h"
+#include "platform/files.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "server/timestamp.h"
+#include "settings/settings.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+
+char ClientOutputFile[200] = "";
+
+namespace {
+
+// The pseudo host that stands for this PC's disk: a grab of it never touches the network.
+constexpr const char* kOnDiskHost = "2mypc";
+
+// The last host name resolved through the name service, and its address.
+char cachedHost[80] = "";
+uint8_t cachedAddress[4] = {};
+
+void GiveUp() {
+    EnableMenuItem(GetMenu(MainWindow), IDM_SERVER, MF_ENABLED);
+    ClientOpen = 0;
+    ClientConnected = 0;
+}
+
+void ErrorBox(const char* format, int error) {
+    char text[128];
+    snprintf(text, sizeof text, format, error);
+    MessageBoxA(nullptr, text, "korvel", MB_OK);
+}
+
+int FirstFreeChannel() {
+    for (int ch = 0; ch < ChannelsInUse(); ++ch)
+        if (Channels[ch].State == kFree) return ch;
+    return -1;
+}
+
+// Only a successful name look-up of a name shorter than 80 characters enters the cache; a
+// numeric address never does.
+bool Resolve(HWND window, const char* host, uint8_t (&address)[4]) {
+    if (host[0] != '\0' && strcmp(host, cachedHost) == 0) {
+        memcpy(address, cachedAddress, 4);
+        return true;
+    }
+    ULONG numeric = inet_addr(host);
+    if (numeric != INADDR_NONE) {
+        memcpy(address, &numeric, 4);
+        return true;
+    }
+    HOSTENT* entry = gethostbyname(host);
+    if (!entry || !entry->h_addr_list || !entry->h_addr_list[0]) {
+        Print(window, "OpenClient, Unable to Resolve %s\n", host);
+        return false;
+    }
+    memcpy(address, entry->h_addr_list[0], 4);
+    if (strlen(host) < sizeof cachedHost) {
+        snprintf(cachedHost, sizeof cachedHost, "%s", host);
+        memcpy(cachedAddress, address, 4);
+    }
+    return true;
+}
+
+void PrepareSlot(Channel& c, SOCKET s) {
+    c.Socket = s;
+    c.LineLength = 0;
+    c.LineFill = 0;
+    c.TxCount = 0;
+    c.TxStart = 0;
+    c.SendFile = nullptr;
+    c.ExtCmdOpen = 0;
+    c.ExtCmdFile = nullptr;
+    c.CgiState = kCgiNone;
+    c.RequestFlags = 0;
+    c.ResponseStatus = 0;
+    c.LocalClient = 1;
+    c.State = kWaiting;
+    c.RxBytes = 0;
+    c.TxBytes = 0;
+    c.Connected = 0;
+    c.StateTime = ChannelNow();
+    // A slot freed by a grab's retry or crawl step still points at the grab's fetch record;
+    // only a grab's own connection is attached to it again.
+    c.Fetch = nullptr;
+}
+
+// Starts a non-blocking connect; INVALID_SOCKET (after its message box) on failure.
+SOCKET Connect(HWND window, int ch, const SOCKADDR_IN& address) {
+    SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+    if (s == INVALID_SOCKET) {
+        ErrorBox("OpenClient, Socket error %d\n", WSAGetLastError());
+        GiveUp();
+        return INVALID_SOCKET;
+    }
+    if (WSAAsyncSelect(s, window, MSG_CHANNEL0 + (UINT)ch, FD_CONNECT | FD_CLOSE) == SOCKET_ERROR) {
+        ErrorBox("OpenClient, Socket error %d\n", WSAGetLastError());
+        CloseAllClients();
+        return INVALID_SOCKET;
+    }
+    if (Settings.Server.LeavingTimeout != 0) SetLeavingLinger(s);
+    if (connect(s, reinterpret_cast<const SOCKADDR*>(&address), sizeof address) == SOCKET_ERROR &&
+        WSAGetLastError() != WSAEWOULDBLOCK) {
+        ErrorBox("OpenClient, Connect Error %d\n", WSAGetLastError());
+        closesocket(s);
+        CloseAllClients();
+        return INVALID_SOCKET;
+    }
+    return s;
+}
+
+// A grab runs with its own time limits, in place of the server's, until it ends.
+void UseGrabTimeouts() {
+    ServerSettings& s = Settings.Server;
+    s.connectionTimeout = Settings.Url.ConnectionTimeout;
+    s.WaitingTimeout = TheFetch.GrabWaitingTimeout;
+    s.LeavingTimeout = Settings.Url.LeavingTimeout;
+    s.PurgingTimeout = Settings.Url.PurgingTimeout;
+    s.SendingTimeout = TheFetch.GrabSendingTimeout;
+}
+
+void OpenLogFile(Channel& c, bool onDisk) {
+    c.RxLogFile = nullptr;
+    if (Settings.Client.ClientLogFile == 0 || onDisk) return;
+    c.RxLogFile = FileOpen(ClientOutputFile, "w+b");
+    if (!c.RxLogFile) Print(MainWindow, "OpenClient, Unable to create file %s\n", ClientOutputFile);
+}
+
+}  // namespace
+
+bool CloseSocket(SOCKET* s) {
+    if (*s == INVALID_SOCKET)
+        Print(MainWindow, "CloseSocket, socket == INVALID_SOCKET\n");
+    else
+        closesocket(*s);
+    *s = INVALID_SOCKET;
+    return true;
+}
+
+int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
+    bool onDisk = strcmp(host, kOnDiskHost) == 0;
+    int ch = FirstFreeChannel();
+    if (ch < 0) {
+        Print(window, "OpenClient, no FREE socket\n");
+        GiveUp();
+        return -1;
+    }
+    Channel& c = Channels[ch];
+    SOCKET s = INVALID_SOCKET;
+    if (!onDisk) {
+        uint8_t address[4];
+        if (!Resolve(window, host, address)) {
+            GiveUp();
+            return -1;
+        }
+        SOCKADDR_IN peer{};
+        peer.sin_family = AF_INET;
+        peer.sin_port = htons(port);
+        memcpy(&peer.sin_addr.S_addr, address, 4);
+        memcpy(c.PeerAddress, address, 4);
+        c.PeerPort = port;
+        c.ConnectTime = ChannelNow();
+        char stamp[kTimeStampSize];
+        TimeStamp((time_t)c.ConnectTime, stamp);
+        Print(window, "\nConnecting Local Client <%d> to %u.%u.%u.%u:%u,%s", ch, address[0], address[1], address[2],
+              address[3], (unsigned)port, stamp);
+        (void)protocol;
+        s = Connect(window, ch, peer);
+        if (s == INVALID_SOCKET) return -1;
+    }
+    PrepareSlot(c, s);
+    if (ClientOpen == 0) return ch;
+    OpenLogFile(c, onDisk);
+    int16_t openedFor = ClientOpen;
+    if (ClientOpen == 1) {
+        EnableMenuItem(GetMenu(window), IDM_SERVER, MF_GRAYED);
+        EnableMenuItem(GetMenu(window), IDM_URL, MF_GRAYED);
+    } else {
+        EnableMenuItem(GetMenu(window), IDM_SERVER, MF_GRAYED);
+        EnableMenuItem(GetMenu(window), IDM_CLIENT, MF_GRAYED);
+        c.Fetch = &TheFetch;
+        UseGrabTimeouts();
+    }
+    ClientOpen = 1;
+    ClientConnected = 0;
+    // A grab of the local disk goes straight to the processing of its file.
+    if (openedFor == 2 && onDisk) {
+        c.State = kLeaving;
+        PostChannelEvent(ch, FD_CLOSE);
+    }
+    return ch;
+}
+
+void CloseAllClients() {
+    for (int ch = 0; ch < ChannelsInUse(); ++ch) {
+        Channel& c = Channels[ch];
+        if (c.Fetch && c.Fetch->NoCrawl == 0) c.Fetch->CrawlFlags = 0;
+        if (c.State == kFree || c.State == kLeaving || c.LocalClient != 1) continue;
+        CloseChannel(ch);
+        if (c.Fetch && c.Fetch->NoCrawl == 0) {
+            c.Fetch->CrawlFlags = 0;
+            ReleaseLinkLists();
+        }
+    }
+}

@@ -1,0 +1,166 @@
+// Channel event dispatch: every socket event of a channel, and the same events synthesised by
+// the tick, reach the routine that does the work here. ClientMsg can run nested inside itself:
+// a grab of the local disk posts FD_CLOSE to its new channel synchronously, so the whole
+// logout, completion and crawl step run before OpenClient returns; the logout therefore frees
+// the channel and clears the client flags before the retry and the crawl step.
+
+#include "channel/dispatch.h"
+
+#include <cstring>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/crawl.h"
+#include "grabber/fetch.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "server/receive.h"
+#include "server/send.h"
+#include "server/timestamp.h"
+#include "settings/settings.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+
+namespace {
+
+void PrintByteCounts(HWND window, const Channel& c) {
+    Print(window, "%lu bytes received, ", (unsigned long)c.RxBytes);
+    Print(window, "%lu bytes sent\n", (unsigned long)c.TxBytes);
+}
+
+void RestoreServerTimeouts(const FetchRecord& fetch) {
+    ServerSettings& s = Settings.Server;
+    s.LeavingTimeout = fetch.SavedTimeouts[0];
+    s.WaitingTimeout = fetch.SavedTimeouts[1];
+    s.SendingTimeout = fetch.SavedTimeouts[2];
+    s.PurgingTimeout = fetch.SavedTimeouts[3];
+    s.connectionTimeout = fetch.SavedTimeouts[4];
+}
+
+void PrintLogLine(HWND window, const char* who, const char* what, int channel, const Channel& c, const char* stamp) {
+    Print(window, "\n%s <%d> %s %u.%u.%u.%u:%u,%s \n", who, channel, what, c.PeerAddress[0], c.PeerAddress[1],
+          c.PeerAddress[2], c.PeerAddress[3], (unsigned)c.PeerPort, stamp);
+}
+
+void EndClientSession(HWND window) {
+    ClientOpen = 0;
+    ClientConnected = 0;
+    EnableMenuItem(GetMenu(window), IDM_SERVER, MF_ENABLED);
+    EnableMenuItem(GetMenu(window), IDM_CLIENT, MF_ENABLED);
+    EnableMenuItem(GetMenu(window), IDM_URL, MF_ENABLED);
+}
+
+// The end of a grab's fetch: retry it, or complete it and take the crawl's next step. Returns
+// true when a new connection was started (the caller then does nothing more).
+bool EndFetch(HWND window, int channel) {
+    Channel& c = Channels[channel];
+    if (RetryFetch(channel)) return true;
+    FetchComplete(window, channel);
+    if (CrawlStep(window) == CrawlResult::Started) return true;
+    if (c.Fetch) RestoreServerTimeouts(*c.Fetch);
+    c.Fetch = nullptr;
+    return false;
+}
+
+// Logout of an interactive or grab Local Client. Returns true when the fetch goes on in
+// another channel.
+bool LocalLogout(HWND window, int channel) {
+    Channel& c = Channels[channel];
+    c.State = kFree;
+    c.Connected = 0;
+    ClientOpen = 0;
+    ClientConnected = 0;
+    if (!c.Fetch) {
+        PrintByteCounts(window, c);
+    } else if (c.Fetch->NoCrawl != 0) {
+        PrintByteCounts(window, c);
+        RestoreServerTimeouts(*c.Fetch);
+        c.Fetch = nullptr;
+    } else if (EndFetch(window, channel)) {
+        return true;
+    }
+    EndClientSession(window);
+    return false;
+}
+
+void Logout(HWND window, int channel) {
+    Channel& c = Channels[channel];
+    c.StateTime = ChannelNow();
+    char stamp[kTimeStampSize];
+    TimeStamp((time_t)c.StateTime, stamp);
+    if (c.LocalClient != 1) {
+        PrintLogLine(window, "Remote Client", "Logout", channel, c, stamp);
+        PrintByteCounts(window, c);
+    } else {
+        PrintLogLine(window, "Local Client", "Logout", channel, c, stamp);
+        // A Local Client of the proxy relay prints no byte counts.
+        if (ClientOpen != 0 && LocalLogout(window, channel)) return;
+    }
+    c.State = kFree;
+    c.CgiState = kCgiNone;
+}
+
+// The completion of a Local Client's connect. With LeavingTimeout 0 the result of the select
+// call is never looked at; the asymmetry is kept.
+void Connected(HWND window, int channel) {
+    Channel& c = Channels[channel];
+    int selected = WSAAsyncSelect(c.Socket, window, MSG_CHANNEL0 + (UINT)channel, FD_READ | FD_WRITE | FD_CLOSE);
+    if (Settings.Server.LeavingTimeout != 0) {
+        SetLeavingLinger(c.Socket);
+        if (selected == SOCKET_ERROR) {
+            Print(window, "\nClientMsg, Socket error %d:\n", WSAGetLastError());
+            CloseChannel(channel);
+            return;
+        }
+    }
+    c.StateTime = ChannelNow();
+    c.Connected = 1;
+    char stamp[kTimeStampSize];
+    TimeStamp((time_t)c.StateTime, stamp);
+    PrintLogLine(window, "Local Client", "Login", channel, c, stamp);
+    if (ClientOpen == 0) return;
+    ClientConnected = 1;
+    if (c.Fetch) SendaBuf(window, channel, c.Fetch->Request, (int16_t)strlen(c.Fetch->Request));
+}
+
+void UnknownEvent(HWND window, uint32_t event) {
+    Print(window, "ClientMsg, Unknow socket message !!! %8.8lX \n", (unsigned long)event);
+}
+
+}  // namespace
+
+int16_t ClientMsg(HWND window, int channel, uint32_t event) {
+    Channel& c = Channels[channel];
+    if (WSAGETSELECTERROR(event) != 0) {
+        Print(window, "\nClientMsg, channel %d WSAGETSELECTERROR %8.8lX !!!\n", channel, (unsigned long)event);
+        CloseChannel(channel);
+        return 0;
+    }
+    if (c.State == kFree) return 0;
+    switch (WSAGETSELECTEVENT(event)) {
+        case FD_READ:
+            if (c.State != kLeaving) ProcessRead(window, channel);
+            return 0;
+        case FD_WRITE:
+            if (c.State == kSending) {
+                SendBlockOfData(window, channel);
+                if (c.Link != kNoLink) SendMessageA(window, MSG_CHANNEL0 + c.Link, 0, FD_READ);
+            }
+            return 0;
+        case FD_CLOSE:
+            if (c.State == kLeaving) {
+                Logout(window, channel);
+                return 0;
+            }
+            if (c.State == kPurging) break;
+            c.StateTime = ChannelNow();
+            c.State = kPurging;
+            ProcessRead(window, channel);
+            return 0;
+        case FD_CONNECT:
+            Connected(window, channel);
+            return 0;
+    }
+    UnknownEvent(window, event);
+    return 0;
+}

@@ -1,0 +1,26 @@
+// The program's whole contact with Winsock for TCP: starting and stopping it, the listening
+// server socket, accepting Remote Clients into free channels (or refusing them with one 502
+// line when every channel is busy), opening Local Clients, closing sockets, the server and
+// all Local Clients.
+#pragma once
+
+#include <cstdio>
+
+#include "platform/winsock.h"
+
+extern SOCKET ServerSocket;       // the listening socket; INVALID_SOCKET while the server is closed
+extern FILE* ServerLogFile;       // every console print goes here too while it is open
+extern char ClientOutputFile[200];  // the file that receives a Local Client's data
+
+int StartWinsock();
+void CloseWS();
+bool OpenSocket(HWND window, SOCKET* out, int protocol, uint16_t port);
+bool OpenServer();
+void CloseServer();
+void CloseAllClients();
+void ServerMsg(HWND window, WPARAM wParam, LPARAM lParam);
+bool CloseSocket(SOCKET* socket);
+int OpenClient(HWND window, const char* host, int protocol, uint16_t port);
+
+// The linger call made on every connected socket while Server.LeavingTimeout is not 0.
+void SetLeavingLinger(SOCKET s);

@@ -1,0 +1,9 @@
+// The Statistics window (modeless "DIALOG_4"): the state of the first nine channels, refreshed
+// every second by its own timer while it is shown.
+#pragma once
+
+#include "platform/ui.h"
+
+extern const DialogTemplate kStatisticsTemplate;
+
+INT_PTR StatisticsDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);

@@ -1,0 +1,85 @@
+// The one-second tick: per-state time limits, the polling of waiting and sending channels, the
+// connection-age limits, and the download progress line of a grab.
+//
+// Every limit is tested as a 16-bit signed difference (idle time minus the setting), so an
+// idle time beyond 32767 s wraps; the program has always counted so.
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/fetch.h"
+#include "platform/messages.h"
+#include "settings/settings.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+
+namespace {
+
+bool Due(int32_t elapsed, int16_t limit) { return (int16_t)(elapsed - limit) >= 0; }
+
+void StateLimits(int ch, int32_t idle, bool timeoutOn) {
+    Channel& c = Channels[ch];
+    const ServerSettings& s = Settings.Server;
+    switch (c.State) {
+        case kWaiting:
+            if (ch == 0 && c.Connected == 1) ProgressLine(0, (uint32_t)idle);
+            if (timeoutOn && Due(idle, s.WaitingTimeout))
+                PostChannelEvent(ch, FD_CLOSE);
+            else if (c.Connected == 1)
+                PostChannelEvent(ch, FD_READ);
+            break;
+        case kSending:
+            if (timeoutOn && Due(idle, s.SendingTimeout))
+                PostChannelEvent(ch, FD_CLOSE);
+            else if (c.Connected == 1)
+                PostChannelEvent(ch, FD_WRITE);
+            break;
+        case kLeaving:
+            LeavingCheck(ch, 0, idle);
+            break;
+        case kPurging:
+            if (Due(idle, s.PurgingTimeout)) CloseChannel(ch);
+            PostChannelEvent(ch, FD_READ);
+            break;
+    }
+}
+
+// Every connection is closed when it is connectionTimeout seconds old, however busy, and a
+// connect that has not completed is given up after PreWaitingTimeout seconds.
+void AgeLimits(int ch, uint32_t now) {
+    Channel& c = Channels[ch];
+    int32_t age = (int32_t)(now - c.ConnectTime);
+    if (age <= 0) return;
+    if (Due(age, Settings.Server.connectionTimeout) ||
+        (c.Connected == 0 && Due(age, Settings.Server.PreWaitingTimeout))) {
+        CloseChannel(ch);
+        PostChannelEvent(ch, FD_CLOSE);
+    }
+}
+
+}  // namespace
+
+void ChannelTick() {
+    uint32_t now = ChannelNow();
+    bool timeoutOn = (Settings.Server.ServerMode & EnableTimeout) != 0;
+    for (int ch = 0; ch < ChannelsInUse(); ++ch) {
+        if (Channels[ch].State == kFree) continue;
+        int32_t idle = (int32_t)(now - Channels[ch].StateTime);
+        if (idle > 0 && Channels[ch].State >= kWaiting && Channels[ch].State <= kPurging) StateLimits(ch, idle, timeoutOn);
+        if (timeoutOn && Channels[ch].State != kFree) AgeLimits(ch, now);
+    }
+}
+
+void ProgressLine(int ch, uint32_t elapsed) {
+    const Channel& c = Channels[ch];
+    const FetchRecord* f = c.Fetch;
+    if (!f || f->NoCrawl != 0 || Settings.Standard.Url != 1 || f->Status != 200) return;
+    uint32_t length = f->ContentLength;
+    if (length == kUnknownLength || length == 0) return;
+    uint32_t received = c.RxBytes - (uint32_t)(int32_t)f->HeaderBytes;
+    uint32_t percent = received * 100 / length;
+    uint32_t rate = elapsed != 0 ? received / elapsed : 0;
+    uint32_t remaining = rate != 0 ? (length - received) / rate : 99999;
+    if ((int32_t)remaining > 99999 || (int32_t)remaining < 0) remaining = 99999;
+    Print(MainWindow, "%03lu%c [%05lu Bytes/s] of %lu bytes, %05lu s %c", (unsigned long)percent, '%',
+          (unsigned long)rate, (unsigned long)length, (unsigned long)remaining, 1);
+}

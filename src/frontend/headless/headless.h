@@ -1,0 +1,46 @@
+// The headless front end, for scripts, servers and tests.
+//
+// Every byte that the console printer formats goes to standard output unchanged, buffered and
+// flushed whenever the message loop is about to wait; a message box is one line
+// "CAPTION: TEXT" on standard error; SIGINT and SIGTERM destroy the main window, so the
+// normal shutdown runs. The main window is 120 x 25 cells.
+#pragma once
+
+#include <string>
+
+#include "platform/event_source.h"
+#include "platform/frontend.h"
+
+namespace headless {
+
+class HeadlessFrontEnd : public platform::FrontEnd, public platform::EventSource {
+public:
+    HeadlessFrontEnd();
+    ~HeadlessFrontEnd() override;
+
+    // FrontEnd
+    void Printed(const char* text, size_t length) override;
+    int MessageBox(HWND owner, const char* text, const char* caption, UINT type) override;
+    void ShowHelp(const char* file) override;
+    void WindowShown(HWND window, bool visible) override;
+
+    // EventSource: the signal pipe.
+    void AddDescriptors(std::vector<pollfd>& fds) override;
+    void HandleEvents(const pollfd* fds, size_t count) override;
+    void BeforeBlock() override;
+
+    void Flush();
+
+    // Everything printed so far (the script's waitfor looks into it).
+    const std::string& PrintedText() const { return printed_; }
+    // The modeless dialog shown last, for scripts.
+    HWND LastShownModeless() const { return lastShownModeless_; }
+
+private:
+    std::string pending_;
+    std::string printed_;
+    HWND lastShownModeless_ = nullptr;
+    int signalPipe_[2] = {-1, -1};
+};
+
+}  // namespace headless

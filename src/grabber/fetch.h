@@ -1,0 +1,77 @@
+// One document from a web server into a local file: the start of a grab, the request, the
+// retries and the completion report, and the small file routines of the grabber.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/wintypes.h"
+
+struct UrlRecord;
+
+// Kinds of grab.
+enum : int16_t {
+    kFetchText = 0,    // one document shown on the console
+    kFetchBinary = 1,  // one document saved
+    kFetchImages = 2,  // the page and its images
+    kFetchLevels = 3,  // N levels of links
+    kFetchSaveAs = 4,  // one document saved under a given name
+};
+
+// HeaderPhase values.
+constexpr uint16_t kAwaitStatusLine = 0xFFFF;
+constexpr uint16_t kReadingHeader = 0xFFFE;
+constexpr uint16_t kHeaderDone = 0;
+constexpr uint32_t kUnknownLength = 0xFFFFFFFF;
+
+// Bits of CrawlFlags.
+constexpr uint16_t kCrawlImages = 0x01;
+constexpr uint16_t kCrawlImageBatch = 0x02;
+constexpr uint16_t kCrawlStartPage = 0x04;
+constexpr uint16_t kCrawlLevels = 0x08;
+
+// The grabber's one fetch, attached to the Local Client channel that carries it.
+struct FetchRecord {
+    char host[80];
+    char base[208];
+    char file[208];
+    char connectHost[80];
+    int16_t connectPort;
+    int16_t port;
+    char Request[706];
+    uint16_t NoCrawl;
+    uint16_t CrawlFlags;
+    uint16_t HeaderPhase;
+    int16_t Status;
+    int16_t HeaderBytes;
+    uint32_t ContentLength;
+    uint8_t IsHtml;
+    char ContentType[81];
+    // Server.LeavingTimeout, WaitingTimeout, SendingTimeout, PurgingTimeout, connectionTimeout
+    // as they were when the grab started.
+    int16_t SavedTimeouts[5];
+    int16_t GrabWaitingTimeout;
+    int16_t GrabSendingTimeout;
+};
+
+extern FetchRecord TheFetch;
+extern int16_t GrabActive;   // 1 from StartFetch on; STOP clears it, which stops every retry
+extern int16_t RetriesLeft;  // attempts left for the current document
+
+// Start-up: empties the grab's current URL record and its crawl state words.
+void ResetGrabDefaults();
+
+// Starts a grab; 1 when the first connection was started, 0 when the grab could not start.
+int16_t StartFetch(int16_t kind, const char* url, const char* saveName);
+int16_t BuildRequest(UrlRecord record);
+// 1 when a new connection for the same document was started. ch is the channel of the attempt
+// that ended, or -1 when OpenClient has just failed.
+int16_t RetryFetch(int ch);
+void FetchComplete(HWND window, int ch);
+
+int16_t CopyFile(const char* source, const char* target);
+int16_t CheckFileEnd(FILE* file, const char* target, const char* scratch);
+char* PathJoin(char* buffer, const char* dir, const char* name);
+const char* BaseName(const char* path);
+void ToDosSlashes(char* text);
+void ToUnixSlashes(char* text);

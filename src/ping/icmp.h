@@ -1,0 +1,61 @@
+// The ICMP echo engine: one raw socket, one echo outstanding at a time, replies matched on
+// their tag word and timed in milliseconds; retries, the repeating mode and the blinking
+// window title are driven by the one-second tick. In page mode the echo data is a short
+// message: a listener (host "0.0.0.0") prints and acknowledges what it receives, and a host
+// written "$name" receives the message as an echo reply.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/winsock.h"
+
+namespace ping {
+
+// Bits of IcmpState.
+constexpr uint16_t TargetSet = 1;
+constexpr uint16_t RequestPending = 2;
+constexpr uint16_t ReplyReceived = 4;
+
+constexpr int kIcmpRxBufferSize = 252;
+constexpr int kPingTextSize = 80;
+
+extern SOCKET IcmpSocket;
+extern char PingHost[kPingTextSize];
+extern char PingData[kPingTextSize];
+extern int16_t PingTimeout;
+extern int16_t PingRetryNumber;
+extern int16_t PingAuto;
+extern int16_t ShowEcho;
+extern int16_t PingVisible;  // the ping dialog is shown; its fields are updated only then
+extern int16_t PingPage;
+extern int16_t PingListen;
+extern uint8_t IcmpType;
+extern uint16_t IcmpState;
+extern uint32_t PingSequence;
+extern uint32_t LastTag;
+extern int16_t IcmpLength;
+extern uint8_t RxBuffer[kIcmpRxBufferSize];
+extern int16_t RxLength;
+extern uint32_t PingSent;
+extern uint32_t PingReceived;
+extern uint32_t PingTotalTime;
+extern uint32_t SendTime;
+extern int16_t WaitedSeconds;
+extern int16_t RetriesLeft;
+extern int16_t PingAlive;
+extern int16_t TitleBlink;
+extern SOCKADDR_IN TargetAddress;
+
+int16_t OpenICMP(HWND window, SOCKET* socket);
+int16_t CloseICMP();
+int16_t ConnectICMP(HWND window, const char* host, const char* data, int16_t dataLength);
+int16_t SENDICMP(HWND window, const char* data, int16_t dataLength, uint32_t tag, uint8_t type,
+                 const SOCKADDR_IN& address);
+int16_t BuildEcho(uint8_t* buffer, uint32_t tag, int16_t dataLength, uint8_t type);
+uint16_t IcmpChecksum(const uint8_t* packet, int16_t length);
+uint32_t MakeEchoTag(int16_t dataLength, uint32_t sequence);
+int16_t PurgeSocket(HWND window, SOCKET socket);
+int16_t ICMPRead(HWND window);
+void ICMPCheck();
+
+}  // namespace ping

@@ -1,0 +1,319 @@
+// Receiving: ProcessRead drains a channel's socket block by block; each block is logged,
+// shown, relayed or cut into lines. A line that fills the 200-byte buffer is an Extended Cmd:
+// its pieces go to the file "ext<ch>.txt" and the request processor reads it back whole.
+
+#include "server/receive.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/fetch.h"
+#include "platform/files.h"
+#include "settings/settings.h"
+#include "server/request.h"
+#include "server/send.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+#include "shell/textio.h"
+
+namespace {
+
+constexpr int kBlockSize = 200;
+constexpr int kExtCmdLimit = 512;
+
+// Processing mode bits of one block.
+constexpr int kCutText = 1;
+constexpr int kCutRequest = 2;
+constexpr int kCutHeader = 4;
+
+uint32_t Mode() { return Settings.Server.ServerMode; }
+
+int BlockMode(const Channel& c) {
+    int mode = 0;
+    if (Mode() & TextMode) mode |= kCutText;
+    if (Mode() & ExecuteReceivedCommands) mode |= kCutRequest;
+    if (c.Fetch && c.Fetch->HeaderPhase != kHeaderDone) mode |= kCutHeader | kCutText;
+    return mode;
+}
+
+// The console shows a block byte by byte: text mode prints printable bytes as they are and
+// the others in hexadecimal. The pieces are printed a few hundred characters at a time, which
+// puts the same bytes on the console and in the log as one print per byte.
+void ShowBlock(HWND window, const Channel& c, const char* block, int n) {
+    if (c.Link != kNoLink) Print(window, "<%d>", c.Link);
+    char piece[960];
+    size_t used = 0;
+    auto append = [&](const char* text) {
+        size_t length = strlen(text);
+        memcpy(piece + used, text, length + 1);
+        used += length;
+    };
+    for (int i = 0; i < n; ++i) {
+        unsigned char b = (unsigned char)block[i];
+        char text[8];
+        if ((Mode() & TextMode) && b == 10)
+            snprintf(text, sizeof text, "[LF]\n");
+        else if ((Mode() & TextMode) && b == 13)
+            snprintf(text, sizeof text, "[CR]");
+        else if ((Mode() & TextMode) && b >= 32 && b <= 126)
+            snprintf(text, sizeof text, "%c", b);
+        else
+            snprintf(text, sizeof text, " x%2.2X ", b);
+        append(text);
+        if (used > sizeof piece - 16) {
+            Print(window, "%s", piece);
+            used = 0;
+        }
+    }
+    if (used > 0) Print(window, "%s", piece);
+    if (c.Link != kNoLink) {
+        Print(window, "</%d>", c.Link);
+        if (Mode() & BinaryMode) Print(window, "\n");
+    }
+}
+
+// Appends the first `length` bytes of Line to the Extended Cmd file, which must not reach 512
+// bytes. Returns false when the channel was closed.
+bool AppendExtCmd(HWND window, int ch, int length, bool openIfNeeded) {
+    Channel& c = Channels[ch];
+    if (openIfNeeded && !c.ExtCmdOpen) {
+        char name[32];
+        snprintf(name, sizeof name, "ext%d.txt", ch);
+        c.ExtCmdFile = FileOpen(name, "w+b");
+        if (c.ExtCmdFile) {
+            c.ExtCmdOpen = 1;
+            c.ExtCmdLength = 0;
+        }
+    }
+    if (!c.ExtCmdOpen || !c.ExtCmdFile || c.ExtCmdLength + length >= kExtCmdLimit) {
+        Print(window, "ProcessRead, Cmd size greater than %d\n", kExtCmdLimit);
+        CloseChannel(ch);
+        return false;
+    }
+    fwrite(c.Line, 1, (size_t)length, c.ExtCmdFile);
+    c.ExtCmdLength = (int16_t)(c.ExtCmdLength + length);
+    return true;
+}
+
+// The response header of a grab ended: what follows in this block is body, and the output
+// file is created afresh for it.
+void HeaderDone(HWND window, Channel& c, const char* rest, int restLength) {
+    FetchRecord& f = *c.Fetch;
+    if (c.RxLogFile) fclose(c.RxLogFile);
+    c.RxLogFile = nullptr;
+    if (!(Mode() & ShowReceivedData) && f.Status != 0) {
+        Print(window, "Status = %d", f.Status);
+        if (f.ContentLength == kUnknownLength)
+            Print(window, ", Data Length to be received = ?");
+        else
+            Print(window, ", Data Length to be received = %ld", (long)(int32_t)f.ContentLength);
+        if (f.ContentType[0] != '\0') Print(window, "\nContent-Type: %s", f.ContentType);
+        Print(window, "\n");
+    }
+    c.RxLogFile = FileOpen(ClientOutputFile, "w+b");
+    if (c.RxLogFile && restLength > 0) fwrite(rest, 1, (size_t)restLength, c.RxLogFile);
+}
+
+// A buffer-full line of a grab's header: a first line this long means there is no header at
+// all and everything is body.
+void LongHeaderLine(Channel& c, int& mode, int length) {
+    FetchRecord& f = *c.Fetch;
+    if (f.HeaderPhase == kAwaitStatusLine) {
+        f.HeaderPhase = kHeaderDone;
+        mode = 0;
+    } else {
+        f.HeaderBytes = (int16_t)(f.HeaderBytes + length);
+    }
+}
+
+// A line has been completed in Line (LineFill bytes). Returns false when the channel closed.
+bool LineComplete(HWND window, int ch, int& mode, const char* block, int next, int n) {
+    Channel& c = Channels[ch];
+    c.Line[c.LineFill] = '\0';
+    if (c.LineFill == 0) return true;
+    c.LineLength = (uint16_t)c.LineFill;
+    if (Mode() & ShowReceivedCommands) {
+        if (c.ExtCmdOpen == 1) Print(window, "Extended Cmd !!!,");
+        Print(window, "\nRx_Ligne: %s", c.Line);
+    }
+    if (mode & kCutRequest) {
+        ProcessRequest(window, ch);
+    } else if (mode & kCutHeader) {
+        ParseResponseHeader(window, ch);
+        if (c.Fetch && c.Fetch->HeaderPhase == kHeaderDone) {
+            HeaderDone(window, c, block + next, n - next);
+            mode = 0;
+        }
+    }
+    return true;
+}
+
+bool LineFeed(HWND window, int ch, int& mode, const char* block, int next, int n) {
+    Channel& c = Channels[ch];
+    int length = ++c.LineFill;
+    if (length < kLineUsable) {
+        if (c.ExtCmdOpen && !AppendExtCmd(window, ch, length, false)) return false;
+    } else if (mode & kCutHeader) {
+        LongHeaderLine(c, mode, length);
+        c.LineFill = 0;
+    } else if (mode & kCutRequest) {
+        if (!AppendExtCmd(window, ch, length, true)) return false;
+        --c.LineFill;
+    } else {
+        --c.LineFill;
+    }
+    bool open = LineComplete(window, ch, mode, block, next, n);
+    c.LineLength = 0;
+    c.LineFill = 0;
+    return open;
+}
+
+bool BufferFull(HWND window, int ch, int& mode) {
+    Channel& c = Channels[ch];
+    if (mode & kCutHeader)
+        LongHeaderLine(c, mode, kLineUsable);
+    else if ((mode & kCutRequest) && !AppendExtCmd(window, ch, kLineUsable, true))
+        return false;
+    c.LineLength = 0;
+    c.LineFill = 0;
+    return true;
+}
+
+// Cuts a block into lines, byte by byte, while the mode stays non-zero. Returns false when
+// the channel was closed.
+bool CutLines(HWND window, int ch, const char* block, int n, int mode) {
+    Channel& c = Channels[ch];
+    for (int i = 0; i < n && mode != 0; ++i) {
+        c.Line[c.LineFill] = block[i];
+        if (block[i] == '\n') {
+            if (!LineFeed(window, ch, mode, block, i + 1, n)) return false;
+        } else if (++c.LineFill >= kLineUsable) {
+            if (!BufferFull(window, ch, mode)) return false;
+        }
+        // A request answered and closed within this block ends the cutting.
+        if (c.State == kFree || c.State == kLeaving) return false;
+    }
+    return true;
+}
+
+// Relays a block to the linked channel's send buffer.
+void Relay(int partner, const char* block, int n) {
+    Channel& p = Channels[partner];
+    p.State = kSending;
+    p.StateTime = ChannelNow();
+    memcpy(p.TxBuffer + p.TxStart + p.TxCount, block, (size_t)n);
+    p.TxCount = (uint16_t)(p.TxCount + n);
+    SendBlockOfData(MainWindow, partner);
+}
+
+bool PartnerFull(const Channel& p) { return p.TxCount == kTxUsable - p.TxStart; }
+
+ULONG Waiting(SOCKET s) {
+    ULONG avail = 0;
+    if (ioctlsocket(s, FIONREAD, &avail) == SOCKET_ERROR) return 0;
+    return avail;
+}
+
+}  // namespace
+
+int16_t ProcessRead(HWND window, int ch) {
+    Channel& c = Channels[ch];
+    if (!(Mode() & ModeDuplex)) {
+        if (c.State == kSending) {
+            Print(window, "\nProcessRead, receiving data while SENDING !!!\n");
+            return 0;
+        }
+        if (c.Socket == INVALID_SOCKET) {
+            Print(window, "\nProcessRead, and INVALID SOCKET !!!\n");
+            return 0;
+        }
+    }
+    if (c.Link != kNoLink) {
+        const Channel& p = Channels[c.Link];
+        if (PartnerFull(p) || p.State != kWaiting || p.Connected != 1) return 0;
+    }
+    ULONG avail = Waiting(c.Socket);
+    if (avail == 0) {
+        if (c.State == kPurging) CloseChannel(ch);
+        return 0;
+    }
+    char block[kBlockSize];
+    while (avail > 0) {
+        if (c.State == kSending || c.Socket == INVALID_SOCKET) break;
+        if (c.Link != kNoLink) {
+            const Channel& p = Channels[c.Link];
+            int room = kTxUsable - p.TxStart - p.TxCount;
+            if (room <= 0 || p.State != kWaiting) return 0;
+            avail = std::min<ULONG>(avail, (ULONG)room);
+        } else {
+            avail = std::min<ULONG>(avail, kBlockSize);
+        }
+        int n = recv(c.Socket, block, (int)avail, 0);
+        if (n == 0) {
+            avail = 0;
+            break;
+        }
+        if (n < 0 || (ULONG)n > avail) {
+            if (WSAGetLastError() == WSAEWOULDBLOCK) {
+                avail = 0;
+                break;
+            }
+            Print(window, "\nProcessRead, socket error %d ?\n", n);
+            CloseChannel(ch);
+            return 0;
+        }
+        int mode = BlockMode(c);
+        if (c.RxLogFile) fwrite(block, 1, (size_t)n, c.RxLogFile);
+        if (Mode() & ShowReceivedData) ShowBlock(window, c, block, n);
+        c.RxBytes += (uint32_t)n;
+        if (c.Link != kNoLink) {
+            Relay(c.Link, block, n);
+        } else if (mode == 0) {
+            c.LineLength = 0;
+            c.LineFill = 0;
+        } else if (!CutLines(window, ch, block, n, mode)) {
+            return 0;
+        }
+        avail = c.Socket != INVALID_SOCKET ? Waiting(c.Socket) : 0;
+    }
+    if (c.State == kPurging && avail == 0) CloseChannel(ch);
+    return 0;
+}
+
+int16_t ParseResponseHeader(HWND window, int ch) {
+    Channel& c = Channels[ch];
+    if (!c.Fetch) return 0;
+    FetchRecord& f = *c.Fetch;
+    f.HeaderBytes = (int16_t)(f.HeaderBytes + c.LineLength);
+    int16_t last = (int16_t)c.LineLength;
+    char word[kLineSize];
+    if (f.HeaderPhase == kAwaitStatusLine && c.LineLength >= 4 && strncmp(c.Line, "HTTP", 4) == 0) {
+        f.HeaderPhase = kReadingHeader;
+        int16_t position = 0;
+        NextWord(c.Line, position, last, word, sizeof word);
+        if (NextWord(c.Line, position, last, word, sizeof word) > 0) sscanf(word, "%hd", &f.Status);
+    }
+    if (f.HeaderPhase != kReadingHeader) return 0;
+    int16_t position = 0;
+    if (NextWord(c.Line, position, last, word, sizeof word) == 0) {
+        f.HeaderPhase = kHeaderDone;
+        return 0;
+    }
+    for (char* p = word; *p; ++p)
+        if (*p >= 'A' && *p <= 'Z') *p = (char)(*p - 'A' + 'a');
+    char value[kLineSize];
+    if (strcmp(word, "content-length:") == 0) {
+        long length;
+        if (NextWord(c.Line, position, last, value, sizeof value) > 0 && sscanf(value, "%ld", &length) == 1)
+            f.ContentLength = (uint32_t)length;
+    } else if (strcmp(word, "content-type:") == 0) {
+        if (NextWord(c.Line, position, last, value, sizeof value) > 0) {
+            if (strcmp(value, "text/html") != 0) f.IsHtml = 0;
+            CopyText(f.ContentType, value);
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,215 @@
+#include "shell/cmdline.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "channel/sockets.h"
+#include "grabber/fetch.h"
+#include "ping/icmp.h"
+#include "ping/ping_dialog.h"
+#include "platform/messages.h"
+#include "settings/settings.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+#include "shell/textio.h"
+
+namespace {
+
+constexpr int kTooLong = 127;
+constexpr int kWordSize = 128;
+
+enum ActionKind : int16_t { kGrabAction = 0, kServerAction = 1, kPingAction = 2 };
+
+// Values kept while one pass runs; both passes start from the same ones.
+struct Pass {
+    int16_t number = 0;
+    int16_t actionRequested = 0;
+    int16_t actionKind = kGrabAction;
+    bool expectingArgument = false;
+    char option[kWordSize] = "";
+    char url[kWordSize] = "";
+    char name[kWordSize] = "";
+};
+
+void Complain(const Pass& pass, const char* format, const char* word) {
+    if (pass.number == 1) Print(MainWindow, format, word);
+}
+
+// Options without an argument act when they are seen; options with one act on it.
+struct Option {
+    const char* word;
+    void (*seen)(Pass&);
+    void (*argument)(Pass&, const char*);
+};
+
+void Grab(Pass& p, const char* arg) {
+    p.actionKind = kGrabAction;
+    p.actionRequested = 1;
+    CopyText(p.url, arg);
+}
+
+void GrabAndStay(Pass& p, const char* arg) {
+    Grab(p, arg);
+    if (p.number == 1) BatchMode = 0;
+}
+
+void Name(Pass& p, const char* arg) { CopyText(p.name, arg); }
+
+void Timeout(Pass& p, const char* arg) {
+    if (sscanf(arg, "%hd", &Settings.Url.ConnectionTimeout) != 1) Complain(p, "option= -t, bad argument %s\n", arg);
+}
+
+void Order(Pass& p, const char* arg) {
+    Levels = 0;
+    if (sscanf(arg, "%hd", &Levels) != 1) Complain(p, "option= -o, bad argument %s\n", arg);
+}
+
+void Prefix(Pass&, const char* arg) {
+    CopyText(Settings.Url.Prefix, arg, 6);
+    Settings.Url.AutoName = 0;
+}
+
+void Retry(Pass& p, const char* arg) {
+    unsigned short retry;
+    if (sscanf(arg, "%hu", &retry) == 1)
+        Settings.Url.Retry = (int16_t)retry;
+    else
+        Complain(p, "option= -retry, bad argument %s\n", arg);
+}
+
+void Http(Pass& p, const char* arg) {
+    short version;
+    if (sscanf(arg, "%hd", &version) == 1 && (version == 0 || version == 1)) {
+        Settings.Standard.Server = version;
+        Settings.Standard.Url = version;
+    } else {
+        Complain(p, "option= -http, bad argument %s\n", arg);
+    }
+}
+
+void PingHostArgument(Pass&, const char* arg) { CopyText(ping::PingHost, arg); }
+void ServerDir(Pass&, const char* arg) { CopyText(Settings.Server.HomeDir, arg); }
+void GrabDir(Pass&, const char* arg) { CopyText(Settings.Url.HomeDir, arg); }
+void GrabBookmark(Pass&, const char* arg) { CopyText(Settings.Url.Bookmark, arg); }
+
+void ServerPort(Pass&, const char* arg) {
+    unsigned short port;
+    if (sscanf(arg, "%hu", &port) == 1) Settings.Server.ServerPort = port;
+}
+
+void AutoName(Pass&) { Settings.Url.AutoName = 1; }
+void ShowNormal(Pass&) { ShowCommand = SW_SHOWNORMAL; }
+void ServerAction(Pass& p) {
+    p.actionKind = kServerAction;
+    p.actionRequested = 1;
+}
+void PingAction(Pass& p) {
+    p.actionKind = kPingAction;
+    p.actionRequested = 1;
+}
+void LinksAll(Pass&) { Settings.Url.All = 1; }
+void LinksLocal(Pass&) { Settings.Url.All = 0; }
+void LinksSamePath(Pass&) { Settings.Url.All = 2; }
+void LinksDownPath(Pass&) { Settings.Url.All = 3; }
+
+const Option kOptions[] = {
+    {"-u", nullptr, Grab},
+    {"-ud", nullptr, GrabAndStay},
+    {"-n", nullptr, Name},
+    {"-t", nullptr, Timeout},
+    {"-o", nullptr, Order},
+    {"-p", nullptr, Prefix},
+    {"-a", AutoName, nullptr},
+    {"-s", ShowNormal, nullptr},
+    {"-server", ServerAction, nullptr},
+    {"-ping", PingAction, PingHostArgument},
+    {"-all", LinksAll, nullptr},
+    {"-local", LinksLocal, nullptr},
+    {"-samepath", LinksSamePath, nullptr},
+    {"-downpath", LinksDownPath, nullptr},
+    {"-retry", nullptr, Retry},
+    {"-http", nullptr, Http},
+    {"-sdir", nullptr, ServerDir},
+    {"-udir", nullptr, GrabDir},
+    {"-ubook", nullptr, GrabBookmark},
+    {"-sport", nullptr, ServerPort},
+};
+
+const Option* FindOption(const char* word) {
+    for (const Option& option : kOptions)
+        if (strcmp(option.word, word) == 0) return &option;
+    return nullptr;
+}
+
+void TakeWord(Pass& pass, const char* word) {
+    if (pass.expectingArgument) {
+        pass.expectingArgument = false;
+        if (const Option* option = FindOption(pass.option)) option->argument(pass, word);
+        return;
+    }
+    CopyText(pass.option, word);
+    const Option* option = FindOption(word);
+    if (!option) {
+        Complain(pass, "%s : Unknown Option\n", word);
+        return;
+    }
+    if (option->seen) option->seen(pass);
+    pass.expectingArgument = option->argument != nullptr;
+}
+
+void StartGrab(const Pass& pass) {
+    if (pass.name[0] != '\0') {
+        Settings.Url.All = 1;
+        StartFetch(kFetchSaveAs, pass.url, pass.name);
+    } else {
+        StartFetch((uint16_t)Levels == 0 ? kFetchImages : kFetchLevels, pass.url, "");
+    }
+}
+
+void StartServer() {
+    BatchMode = 0;
+    switch (Settings.Server.ServerDef) {
+        case 0: Settings.Server.ServerMode = kHttpModel; break;
+        case 1: Settings.Server.ServerMode = kProxyModel; break;
+        case 2: Settings.Server.ServerMode = kStdModel; break;
+        default: break;
+    }
+    OpenServer();
+}
+
+void StartPing() {
+    BatchMode = 0;
+    ping::PingAuto = 1;
+    ping::ShowEcho = 1;
+    ping::PingVisible = 1;
+    IcmpBox();
+    SendMessageA(PingDialog, WM_INITDIALOG, 0, 0);
+    ping::PingVisible = 0;
+}
+
+void Act(const Pass& pass) {
+    switch (pass.actionKind) {
+        case kGrabAction: StartGrab(pass); break;
+        case kServerAction: StartServer(); break;
+        case kPingAction: StartPing(); break;
+    }
+}
+
+}  // namespace
+
+int16_t DecodeLine(const char* commandLine, int16_t passNumber) {
+    Pass pass;
+    pass.number = passNumber;
+    ShowCommand = SW_SHOWMINNOACTIVE;
+    int n = (int)strlen(commandLine);
+    if (n >= kTooLong) {
+        if (passNumber == 1) Print(MainWindow, "DecodeLine, command line is too large (%d characters)\n", n);
+        return 0;
+    }
+    int16_t position = 0;
+    char word[kWordSize];
+    while (position <= n)
+        if (NextWord(commandLine, position, (int16_t)n, word, sizeof word) > 0) TakeWord(pass, word);
+    if (passNumber == 1 && pass.actionRequested) Act(pass);
+    return pass.actionRequested;
+}

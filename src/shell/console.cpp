@@ -1,0 +1,119 @@
+#include "shell/console.h"
+
+#include <cstring>
+#include <new>
+
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "shell/view.h"
+
+ConsoleScreen Console;
+
+namespace {
+
+constexpr int kCellBytes = (kConsoleRows + 1) * kConsoleColumns;
+static_assert(kCellBytes <= 32767, "the console must fit in one 32 KB block");
+
+char* Cell(int row, int column) { return Console.cells + row * kConsoleColumns + column; }
+
+// Rows 1..199 move up one, the spare blank row 200 becomes row 199.
+void Scroll(HWND window) {
+    Console.caretRow = kConsoleRows - 1;
+    if (Console.cells) memmove(Cell(0, 0), Cell(1, 0), (size_t)kConsoleRows * kConsoleColumns);
+    DrawView(window);
+    PlaceCaret(window);
+}
+
+void NewLine(HWND window) {
+    Console.caretColumn = 0;
+    if (++Console.caretRow >= kConsoleRows) Scroll(window);
+}
+
+void StoreAndDraw(HWND window, int c) {
+    if (Console.cells) {
+        *Cell(Console.caretRow, Console.caretColumn) = (char)c;
+        HDC dc = GetDC(window);
+        SelectObject(dc, GetStockObject(SYSTEM_FIXED_FONT));
+        TextOutA(dc, (Console.caretColumn - Console.leftColumn) * Console.charWidth,
+                 (Console.caretRow - Console.topRow) * Console.lineHeight, Cell(Console.caretRow, Console.caretColumn), 1);
+        ReleaseDC(window, dc);
+    }
+    if (++Console.caretColumn >= kConsoleColumns) NewLine(window);
+}
+
+// A tab writes spaces through the typed-character path, so with keyboard echo on they go to
+// the connected clients too, even when the tab came from the program's own output.
+void Tab(HWND window) {
+    do {
+        SendMessageA(window, WM_CHAR, ' ', 1);
+    } while (Console.caretColumn % 8 != 0);
+}
+
+void PutOne(HWND window, int c) {
+    switch (c) {
+        case 1:
+            Console.caretColumn = 0;
+            break;
+        case 8:
+            if (Console.caretColumn > 0) {
+                --Console.caretColumn;
+                ConsoleDeleteAtCaret(window);
+            }
+            break;
+        case 9:
+            Tab(window);
+            break;
+        case 10:
+        case 13:
+            NewLine(window);
+            break;
+        case 27:
+            break;
+        default:
+            StoreAndDraw(window, c);
+    }
+}
+
+}  // namespace
+
+void ConsoleAllocate(HWND window) {
+    Console.cells = new (std::nothrow) char[kCellBytes];
+    if (!Console.cells) {
+        MessageBoxA(window, "Fenetre trop grande.Memoire insuffisante.", "Frappe", MB_ICONEXCLAMATION);
+        return;
+    }
+    memset(Console.cells, ' ', kCellBytes);
+}
+
+void ConsoleRelease() {
+    delete[] Console.cells;
+    Console.cells = nullptr;
+}
+
+void ConsolePutChar(HWND window, int c, int repeat) {
+    if (repeat <= 0) return;
+    for (int i = 0; i < repeat; ++i) PutOne(window, c & 0xFF);
+    SetCaretPos((Console.caretColumn - Console.leftColumn) * Console.charWidth,
+                (Console.caretRow - Console.topRow) * Console.lineHeight);
+}
+
+// The redraw of the rest of the row is placed with the left column where the top row belongs;
+// it lands on the caret's row only when the two happen to be equal, and otherwise the change
+// shows at the next full redraw. Kept as the program has always drawn it.
+void ConsoleDeleteAtCaret(HWND window) {
+    if (!Console.cells) return;
+    int column = Console.caretColumn;
+    char* row = Cell(Console.caretRow, 0);
+    memmove(row + column, row + column + 1, (size_t)(kConsoleColumns - column - 1));
+    row[kConsoleColumns - 1] = ' ';
+    HDC dc = GetDC(window);
+    SelectObject(dc, GetStockObject(SYSTEM_FIXED_FONT));
+    TextOutA(dc, (column - Console.leftColumn) * Console.charWidth,
+             (Console.caretRow - Console.leftColumn) * Console.lineHeight, row + column, kConsoleColumns - column);
+    ReleaseDC(window, dc);
+}
+
+const char* ConsoleRow(int row) {
+    if (!Console.cells || row < 0 || row >= kConsoleRows) return nullptr;
+    return Cell(row, 0);
+}

@@ -1,0 +1,126 @@
+"""The headless front end as a user meets it: output, message boxes, signals, scripts."""
+
+import os
+import signal
+import subprocess
+import unittest
+
+from korvel import BINARY, Korvel, free_port
+
+# The built-in tag entries written as a tag.map, so start-up has nothing to report.
+TAG_MAP = "U <a href=\nU <area href=\nI <img src=\nI <body background=\nI <input src=\n"
+
+BANNER = b"Korvel v4.0: Winsock 1.1 on BSD sockets Version 1.1 Higher Version 1.1 Available sockets "
+
+
+def quiet_dir(korvel_dir):
+    with open(os.path.join(korvel_dir, "tag.map"), "w") as f:
+        f.write(TAG_MAP)
+
+
+class Headless(unittest.TestCase):
+    def start(self, words=(), settings=None, script=None):
+        k = Korvel(words, settings=settings, script=script)
+        self.addCleanup(k.close)
+        return k
+
+    def test_plain_start_shows_the_winsock_box_and_stops_cleanly_on_sigterm(self):
+        k = self.start(["-sport", str(free_port())])
+        k.wait_err("Korvel v4.0: ")
+        self.assertEqual(k.stop(), 0)
+        self.assertTrue(k.err.startswith(BANNER), k.err)
+        self.assertTrue(k.err.endswith(b" Udp maximum size 65507 octets\n"), k.err)
+        self.assertEqual(k.err.count(b"\n"), 1, "a message box is one line")
+        # Nothing is printed until the shutdown closes the (never opened) server.
+        self.assertEqual(k.out.replace(b"TAGinit, Unable to open tag.map\n", b""), b"\nServer is closed\n")
+
+    def test_sigint_also_runs_the_normal_shutdown(self):
+        k = self.start()
+        k.wait_err("Korvel v4.0: ")
+        k.process.send_signal(signal.SIGINT)
+        self.assertEqual(k.wait_exit(10), 0)
+        self.assertTrue(k.out.endswith(b"\nServer is closed\n"))
+
+    def test_an_unknown_option_is_reported_and_the_program_goes_on(self):
+        k = self.start(["-Server"])
+        k.wait_for("-Server : Unknown Option\n")
+        k.wait_err("Korvel v4.0: ")
+        self.assertEqual(k.stop(), 0)
+
+    def test_a_command_line_of_127_characters_is_ignored_whole(self):
+        words = ["-t", "7", "x" * 120, "y"]
+        self.assertEqual(len(" ".join(words)), 127)
+        k = self.start(words)
+        k.wait_for("DecodeLine, command line is too large (127 characters)\n")
+        self.assertEqual(k.stop(), 0)
+        words = ["-t", "7", "x" * 121]
+        self.assertEqual(len(" ".join(words)), 126)
+        k = self.start(words)
+        k.wait_for("x" * 121 + " : Unknown Option\n")
+        self.assertEqual(k.stop(), 0)
+
+    def test_help_and_version_answer_without_starting_anything(self):
+        for option, expected in (("--help", b"usage: korvel"), ("--version", b"korvel 4.0")):
+            result = subprocess.run([BINARY, option], capture_output=True, timeout=10)
+            self.assertEqual(result.returncode, 0)
+            self.assertTrue(result.stdout.startswith(expected), result.stdout)
+            self.assertEqual(result.stderr, b"")
+
+    def test_settings_files_with_huge_values_and_binary_bytes_do_not_crash(self):
+        nasty = ("[Server]\nHowManyClients=30000\nServerPort=999999\nWaitingTimeout=-99999\nMode=ffffffffff\n"
+                 "HomeDir=" + "\x01\xff" * 300 + "\n[Url]\nUrl=" + "u" * 5000 + "\nMaxURL=-5\n"
+                 "[Client\n\x00\x00=\x00\n[intl]\niDate=77\nsDate=\n")
+        k = self.start(["-sport", str(free_port())], settings=nasty)
+        k.wait_err("Korvel v4.0: ")
+        self.assertEqual(k.stop(), 0)
+
+
+class Scripts(unittest.TestCase):
+    def run_script(self, script, words=(), timeout=30):
+        k = Korvel(words, script=script)
+        self.addCleanup(k.close)
+        quiet_dir(k.dir)
+        return k, k.wait_exit(timeout)
+
+    def test_a_script_drives_menus_dialogs_and_the_console(self):
+        script = "\n".join([
+            "# statistics window: shown, refreshed by its own timer, hidden again",
+            "menu 105",
+            "dialog DIALOG_4",
+            "wait 1.3",
+            "expect 122 0 Channels are used",
+            "expect 123 9 Channels are free",
+            "expect 124 Ch. State .tCNX.Time.Rx Bytes.Tx Bytes.Connected to",
+            "dump",
+            "menu 106",
+            "dialog",
+            "type hello\\tworld\\r",
+            "menu 102",
+            "waitfor Unable to create DIALOG_1",
+            "quit",
+        ])
+        k, code = self.run_script(script, ["-sport", str(free_port())])
+        self.assertEqual(code, 0, k.err)
+        err = k.err.decode("latin-1")
+        self.assertIn("DIALOG_4 122 edit 1 0 0 Channels are used\n", err)
+        self.assertIn("menu 105 0 Show Statistics\n", err)
+        self.assertIn("menu 106 1 Hide Statistics\n", err)
+        self.assertIn(b"Unable to create DIALOG_1 !!! \n", k.out)
+
+    def test_expect_mismatch_exits_4_and_unknown_verbs_exit_2(self):
+        k, code = self.run_script("menu 105\ndialog DIALOG_4\nexpect 122 nonsense\n")
+        self.assertEqual(code, 4)
+        self.assertIn(b"expect 122", k.err)
+        k, code = self.run_script("frobnicate 1\n")
+        self.assertEqual(code, 2)
+        self.assertIn(b"unknown verb frobnicate", k.err)
+        k, code = self.run_script("click 1\n")
+        self.assertEqual(code, 2, "no dialog is open")
+
+    def test_waitfor_gives_up_after_ten_seconds_with_exit_3(self):
+        k, code = self.run_script("waitfor text that never comes\n", timeout=40)
+        self.assertEqual(code, 3)
+
+
+if __name__ == "__main__":
+    unittest.main()

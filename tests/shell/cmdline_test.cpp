@@ -1,0 +1,135 @@
+// The command line: both passes reach the same settings; only pass 1 prints and acts.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "channel/sockets.h"
+#include "ping/icmp.h"
+#include "settings/settings.h"
+#include "shell/cmdline.h"
+#include "shell/shell.h"
+#include "support/shell_fixture.h"
+
+namespace {
+
+using testing_support::ShellTest;
+
+class CommandLine : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        CreateMainWindow();
+        frontEnd.printed.clear();
+    }
+    int16_t Pass0(const std::string& line) { return DecodeLine(line.c_str(), 0); }
+};
+
+TEST_F(CommandLine, AnEmptyLineAsksForNothing) {
+    EXPECT_EQ(Pass0(""), 0);
+    EXPECT_EQ(ShowCommand, SW_SHOWMINNOACTIVE);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+TEST_F(CommandLine, GrabOptionsSetTheirSettings) {
+    EXPECT_EQ(Pass0("-t 45 -retry 3 -udir /g -ubook rep.htm -downpath -u http://h/"), 1);
+    EXPECT_EQ(Settings.Url.ConnectionTimeout, 45);
+    EXPECT_EQ(Settings.Url.Retry, 3);
+    EXPECT_STREQ(Settings.Url.HomeDir, "/g");
+    EXPECT_STREQ(Settings.Url.Bookmark, "rep.htm");
+    EXPECT_EQ(Settings.Url.All, 3);
+    Pass0("-samepath");
+    EXPECT_EQ(Settings.Url.All, 2);
+    Pass0("-all");
+    EXPECT_EQ(Settings.Url.All, 1);
+    Pass0("-local");
+    EXPECT_EQ(Settings.Url.All, 0);
+}
+
+TEST_F(CommandLine, ThePrefixIsCutToSixCharactersAndSwitchesAutomaticNamesOff) {
+    Pass0("-p abcdefgh");
+    EXPECT_STREQ(Settings.Url.Prefix, "abcdef");
+    EXPECT_EQ(Settings.Url.AutoName, 0);
+    Pass0("-p abcdefgh -a");
+    EXPECT_EQ(Settings.Url.AutoName, 1);
+}
+
+TEST_F(CommandLine, LevelsAreZeroedBeforeTheNumberIsRead) {
+    Pass0("-o 4");
+    EXPECT_EQ(Levels, 4);
+    EXPECT_EQ(DecodeLine("-o x -u http://h/", 0), 1);
+    EXPECT_EQ(Levels, 0);
+    EXPECT_EQ(frontEnd.printed, "") << "pass 0 prints nothing";
+}
+
+TEST_F(CommandLine, PassOnePrintsTheBadArgumentsWithTheOffendingWord) {
+    DecodeLine("-o x -retry y -http 2 -t -server", 1);
+    EXPECT_EQ(frontEnd.printed,
+              "option= -o, bad argument x\n"
+              "option= -retry, bad argument y\n"
+              "option= -http, bad argument 2\n"
+              "option= -t, bad argument -server\n");
+    EXPECT_EQ(ServerSocket, INVALID_SOCKET) << "-server was the argument of -t";
+    EXPECT_EQ(Settings.Standard.Server, 0);
+}
+
+TEST_F(CommandLine, HttpSetsBothVersionsOnlyForZeroOrOne) {
+    Pass0("-http 1");
+    EXPECT_EQ(Settings.Standard.Server, 1);
+    EXPECT_EQ(Settings.Standard.Url, 1);
+    Pass0("-http 0");
+    EXPECT_EQ(Settings.Standard.Url, 0);
+}
+
+TEST_F(CommandLine, AServerPortThatIsNoNumberIsIgnoredSilently) {
+    DecodeLine("-sport abc -sdir /srv", 1);
+    EXPECT_EQ(Settings.Server.ServerPort, 80);
+    EXPECT_STREQ(Settings.Server.HomeDir, "/srv");
+    EXPECT_EQ(frontEnd.printed, "");
+    Pass0("-sport 8080");
+    EXPECT_EQ(Settings.Server.ServerPort, 8080);
+}
+
+TEST_F(CommandLine, OptionsAreCaseSensitive) {
+    EXPECT_EQ(DecodeLine("-Server", 1), 0);
+    EXPECT_EQ(frontEnd.printed, "-Server : Unknown Option\n");
+}
+
+TEST_F(CommandLine, ALineOf127CharactersOrMoreIsIgnoredWhole) {
+    std::string line = "-t 7 " + std::string(121, 'x');
+    ASSERT_EQ(line.size(), 126u);
+    DecodeLine(line.c_str(), 1);
+    EXPECT_EQ(Settings.Url.ConnectionTimeout, 7);
+    frontEnd.printed.clear();
+    Settings.Url.ConnectionTimeout = 600;
+    line += "x";
+    EXPECT_EQ(DecodeLine(line.c_str(), 1), 0);
+    EXPECT_EQ(Settings.Url.ConnectionTimeout, 600);
+    EXPECT_EQ(frontEnd.printed, "DecodeLine, command line is too large (127 characters)\n");
+    EXPECT_EQ(Pass0(line), 0);
+}
+
+TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {
+    EXPECT_EQ(Pass0("-u"), 0) << "a final -u starts nothing";
+    snprintf(ping::PingHost, sizeof ping::PingHost, "%s", "old");
+    EXPECT_EQ(Pass0("-ping"), 1) << "a final -ping pings the current host";
+    EXPECT_STREQ(ping::PingHost, "old");
+    EXPECT_EQ(Pass0("-ping 127.0.0.1"), 1);
+    EXPECT_STREQ(ping::PingHost, "127.0.0.1");
+}
+
+TEST_F(CommandLine, AnActionShowsTheWindowMinimizedUnlessShowIsAsked) {
+    Pass0("-sport 1 -ping x");
+    EXPECT_EQ(ShowCommand, SW_SHOWMINNOACTIVE);
+    Pass0("-s -ping x");
+    EXPECT_EQ(ShowCommand, SW_SHOWNORMAL);
+}
+
+TEST_F(CommandLine, AnArgumentIsTakenWhateverItLooksLike) {
+    Pass0("-sdir -u");
+    EXPECT_STREQ(Settings.Server.HomeDir, "-u");
+    Pass0("-n \"quoted\" -udir \"a");
+    EXPECT_STREQ(Settings.Url.HomeDir, "\"a");
+}
+
+}  // namespace

@@ -1,0 +1,141 @@
+// The console's content model: storing, wrapping, scrolling and the control characters, driven
+// through the main window's put-character message as Print drives it.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/messages.h"
+#include "shell/console.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+#include "support/shell_fixture.h"
+
+namespace {
+
+using testing_support::ShellTest;
+
+class ConsoleTest : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        CreateMainWindow(120, 25);
+    }
+    void Put(const std::string& text, int repeat = 1) {
+        for (unsigned char c : text) SendMessageA(MainWindow, MSG_PUTCHAR, c, MAKELONG(repeat, 0));
+    }
+};
+
+TEST_F(ConsoleTest, OutputStartsOnTheFirstLineOfTheLastPage) {
+    EXPECT_EQ(Console.caretRow, 200 - 25);
+    EXPECT_EQ(Console.caretColumn, 0);
+    EXPECT_EQ(Console.topRow, 175);
+}
+
+TEST_F(ConsoleTest, CarriageReturnAndLineFeedEachStartANewRow) {
+    Put("abc\r\ndef");
+    EXPECT_EQ(Row(175), "abc");
+    EXPECT_EQ(Row(176), "");
+    EXPECT_EQ(Row(177), "def");
+    EXPECT_EQ(Console.caretRow, 177);
+    EXPECT_EQ(Console.caretColumn, 3);
+}
+
+TEST_F(ConsoleTest, TheHundredAndTwentyFirstCharacterWrapsToTheNextRow) {
+    Put(std::string(120, 'x') + "y");
+    EXPECT_EQ(Row(175), std::string(120, 'x'));
+    EXPECT_EQ(Row(176), "y");
+    EXPECT_EQ(Console.caretColumn, 1);
+}
+
+TEST_F(ConsoleTest, ANewLineOnTheLastRowScrollsTheWholeScreenUp) {
+    for (int i = 0; i < 230; ++i) Print(MainWindow, "L%03d\n", i);
+    EXPECT_EQ(Console.caretRow, 199);
+    EXPECT_EQ(Console.caretColumn, 0);
+    EXPECT_EQ(Row(199), "");
+    EXPECT_EQ(Row(198), "L229");
+    EXPECT_EQ(Row(0), "L031");
+    EXPECT_EQ(Console.topRow, 175) << "output never moves the view";
+}
+
+TEST_F(ConsoleTest, ATabWritesAtLeastOneSpaceUpToTheNextMultipleOfEight) {
+    Put("abcde\t");
+    EXPECT_EQ(Console.caretColumn, 8);
+    Put("\t");
+    EXPECT_EQ(Console.caretColumn, 16);
+    Put("x");
+    EXPECT_EQ(Row(175), "abcde" + std::string(11, ' ') + "x");
+}
+
+TEST_F(ConsoleTest, CharacterOneReturnsToTheStartOfTheRowWithoutErasing) {
+    Put("hello\x01J");
+    EXPECT_EQ(Row(175), "Jello");
+    EXPECT_EQ(Console.caretRow, 175);
+    EXPECT_EQ(Console.caretColumn, 1);
+}
+
+TEST_F(ConsoleTest, BackspaceRemovesTheCharacterLeftOfTheCaretAndPullsTheRowLeft) {
+    Put("\b");
+    EXPECT_EQ(Console.caretColumn, 0);
+    Put("abcd");
+    SendMessageA(MainWindow, WM_KEYDOWN, VK_LEFT, 0);
+    SendMessageA(MainWindow, WM_KEYDOWN, VK_LEFT, 0);
+    Put("\b");
+    EXPECT_EQ(Row(175), "acd");
+    EXPECT_EQ(Console.caretColumn, 1);
+}
+
+TEST_F(ConsoleTest, EscapeDoesNothingAndNulIsStoredAsACell) {
+    Put("a\x1b");
+    SendMessageA(MainWindow, MSG_PUTCHAR, 0, 1);
+    EXPECT_EQ(Console.caretColumn, 2);
+    EXPECT_EQ(ConsoleRow(175)[1], '\0');
+}
+
+TEST_F(ConsoleTest, TheRepeatCountIsASigned16BitValue) {
+    Put("z", 3);
+    EXPECT_EQ(Row(175), "zzz");
+    SendMessageA(MainWindow, MSG_PUTCHAR, 'q', 0);
+    SendMessageA(MainWindow, MSG_PUTCHAR, 'q', MAKELONG(0xFFFF, 0));
+    EXPECT_EQ(Row(175), "zzz");
+}
+
+// The redraw after a delete is placed with the left column where the top row belongs, so it
+// lands on the caret's row only when the two are equal.
+TEST_F(ConsoleTest, DeleteRedrawsTheRestOfTheRowAtTheRowNumberedByTheLeftColumn) {
+    Put("\n\n\n\n\nabcdef");
+    SendMessageA(MainWindow, WM_KEYDOWN, VK_HOME, 0);
+    frontEnd.draws.clear();
+    SendMessageA(MainWindow, WM_KEYDOWN, VK_DELETE, 0);
+    EXPECT_EQ(Row(180), "bcdef");
+    ASSERT_EQ(frontEnd.draws.size(), 1u);
+    EXPECT_EQ(frontEnd.draws[0].x, 0);
+    EXPECT_EQ(frontEnd.draws[0].y, 180) << "caret row minus left column, not minus top row";
+    EXPECT_EQ(frontEnd.draws[0].text, "bcdef" + std::string(115, ' '));
+}
+
+TEST_F(ConsoleTest, EachStoredCharacterIsDrawnInItsCell) {
+    frontEnd.draws.clear();
+    Put("\nab");
+    ASSERT_EQ(frontEnd.draws.size(), 2u);
+    EXPECT_EQ(frontEnd.draws[1].x, 1);
+    EXPECT_EQ(frontEnd.draws[1].y, 1);
+    EXPECT_EQ(frontEnd.draws[1].text, "b");
+}
+
+TEST_F(ConsoleTest, PrintReturnsTheFormattedLengthAndStopsSendingAtNul) {
+    EXPECT_EQ(Print(MainWindow, "%s-%d", "ab", 42), 5);
+    EXPECT_EQ(Row(175), "ab-42");
+    frontEnd.printed.clear();
+    EXPECT_EQ(Print(MainWindow, "x%cy", 0), 3);
+    EXPECT_EQ(frontEnd.printed, "x");
+}
+
+TEST_F(ConsoleTest, PrintCutsAnOverlongTextAt999Characters) {
+    std::string long_text(1500, 'k');
+    frontEnd.printed.clear();
+    Print(MainWindow, "%s", long_text.c_str());
+    EXPECT_EQ(frontEnd.printed.size(), 999u);
+}
+
+}  // namespace

@@ -1,0 +1,91 @@
+#include "support/shell_fixture.h"
+
+#include <cstring>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "ping/icmp.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "settings/settings.h"
+#include "shell/console.h"
+#include "shell/shell.h"
+#include "shell/view.h"
+
+namespace testing_support {
+
+void ResetProgramState() {
+    if (IsWindow(MainWindow)) DestroyWindow(MainWindow);
+    platform::ResetWindows();
+    platform::ResetUi();
+    ConsoleRelease();
+    Console = ConsoleScreen{};
+    View = ConsoleView{};
+    Settings = SettingsRecord{};
+    Levels = 1;
+    strcpy(Index, "00");
+    CheckHtmlHeader = 1;
+    AddPageTrailer = 0;
+    ClientOpen = 0;
+    ClientConnected = 0;
+    MainWindow = nullptr;
+    StatisticsDialog = nullptr;
+    PingDialog = nullptr;
+    BatchMode = 0;
+    ShowCommand = SW_SHOWMINNOACTIVE;
+    LastSize = 0;
+    for (auto& proc : DialogProcedures) proc = nullptr;
+    InitChannels();
+    for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
+    ServerSocket = INVALID_SOCKET;
+    if (ServerLogFile) fclose(ServerLogFile);
+    ServerLogFile = nullptr;
+    ClientOutputFile[0] = '\0';
+    ping::IcmpSocket = INVALID_SOCKET;
+    ping::PingVisible = 1;
+    ping::PingPage = 0;
+    ping::PingAuto = 0;
+    ping::ShowEcho = 1;
+    ping::PingHost[0] = '\0';
+}
+
+void ShellTest::SetUp() {
+    ResetProgramState();
+    platform::SetFrontEnd(&frontEnd);
+    RegisterResources();
+}
+
+void ShellTest::TearDown() {
+    ResetProgramState();
+    platform::SetFrontEnd(nullptr);
+}
+
+void ShellTest::CreateMainWindow(int cellsWide, int cellsHigh) {
+    frontEnd.width = cellsWide;
+    frontEnd.height = cellsHigh;
+    WNDCLASSEXA cls{};
+    cls.cbSize = sizeof cls;
+    cls.lpfnWndProc = MainWin;
+    cls.lpszMenuName = "wins";
+    cls.lpszClassName = "wins2";
+    RegisterClassExA(&cls);
+    MainWindow = CreateWindowExA(0, "wins2", "Korvel", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+}
+
+void ShellTest::Pump(int limit) {
+    while (platform::QueuedMessageCount() > 0 && limit-- > 0) {
+        MSG msg;
+        if (!GetMessageA(&msg, nullptr, 0, 0)) break;
+        DispatchMessageA(&msg);
+    }
+}
+
+std::string ShellTest::Row(int r) const {
+    const char* row = ConsoleRow(r);
+    if (!row) return "";
+    std::string text(row, kConsoleColumns);
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+}  // namespace testing_support
