@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -96,13 +97,16 @@ int RunHeadless(Options& options) {
         fprintf(stderr, "korvel: cannot read script %s\n", options.script);
         return 2;
     }
-    headless::ScriptRunner script(frontEnd, lines);
-    if (options.script) platform::AddEventSource(&script);
+    std::unique_ptr<headless::ScriptRunner> script;
+    if (options.script) {
+        script = std::make_unique<headless::ScriptRunner>(frontEnd, lines);
+        platform::AddEventSource(script.get());
+    }
 
     static Instance instance;
     int code = WinMain(&instance, nullptr, options.commandLine.data(), SW_SHOWNORMAL);
     frontEnd.Flush();
-    platform::RemoveEventSource(&script);
+    if (script) platform::RemoveEventSource(script.get());
     platform::RemoveEventSource(&frontEnd);
     platform::SetFrontEnd(nullptr);
     return code;

@@ -64,8 +64,10 @@ HeadlessFrontEnd::~HeadlessFrontEnd() {
 
 void HeadlessFrontEnd::Printed(const char* text, size_t length) {
     pending_.append(text, length);
-    printed_.append(text, length);
-    if (printed_.size() > 2 * kKeepPrinted) printed_.erase(0, printed_.size() - kKeepPrinted);
+    if (keepPrinted_) {
+        printed_.append(text, length);
+        if (printed_.size() > 2 * kKeepPrinted) printed_.erase(0, printed_.size() - kKeepPrinted);
+    }
     if (pending_.size() > kFlushAbove) Flush();
 }
 

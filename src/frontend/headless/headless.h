@@ -31,7 +31,8 @@ public:
 
     void Flush();
 
-    // Everything printed so far (the script's waitfor looks into it).
+    // The recent console output, kept only while a script may wait for it.
+    void KeepPrintedText() { keepPrinted_ = true; }
     const std::string& PrintedText() const { return printed_; }
     // The modeless dialog shown last, for scripts.
     HWND LastShownModeless() const { return lastShownModeless_; }
@@ -39,6 +40,7 @@ public:
 private:
     std::string pending_;
     std::string printed_;
+    bool keepPrinted_ = false;
     HWND lastShownModeless_ = nullptr;
     int signalPipe_[2] = {-1, -1};
 };

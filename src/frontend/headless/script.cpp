@@ -89,7 +89,9 @@ std::string Unescape(const std::string& text) {
 }
 
 ScriptRunner::ScriptRunner(HeadlessFrontEnd& frontEnd, std::vector<std::string> lines)
-    : frontEnd_(frontEnd), lines_(std::move(lines)) {}
+    : frontEnd_(frontEnd), lines_(std::move(lines)) {
+    frontEnd_.KeepPrintedText();
+}
 
 bool ScriptRunner::Load(const char* path, std::vector<std::string>& lines) {
     std::ifstream in(path, std::ios::binary);
