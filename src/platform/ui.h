@@ -291,3 +291,34 @@ ScrollState ScrollBar(HWND window, int bar);
 void ResetUi();
 
 }  // namespace platform
+
+// ---------------------------------------------------------------------------------------------
+// Shorthands for writing dialog templates (positions in cells inside the frame).
+namespace layout {
+
+inline ControlTemplate Label(const char* text, int16_t x, int16_t y, int16_t width = 0) {
+    return ControlTemplate{-1, ControlKind::Static, text, x, y, width ? width : (int16_t)__builtin_strlen(text), 1};
+}
+inline ControlTemplate Group(const char* text, int16_t x, int16_t y, int16_t width, int16_t height) {
+    return ControlTemplate{-1, ControlKind::Group, text, x, y, width, height};
+}
+inline ControlTemplate Edit(int id, int16_t x, int16_t y, int16_t width) {
+    return ControlTemplate{id, ControlKind::Edit, "", x, y, width, 1};
+}
+inline ControlTemplate Check(int id, const char* text, int16_t x, int16_t y, int16_t width) {
+    return ControlTemplate{id, ControlKind::CheckBox, text, x, y, width, 1};
+}
+inline ControlTemplate Radio(int id, const char* text, int16_t x, int16_t y, int16_t width, bool first = false) {
+    return ControlTemplate{id, ControlKind::Radio, text, x, y, width, 1, first};
+}
+inline ControlTemplate Button(int id, const char* text, int16_t x, int16_t y, int16_t width, bool isDefault = false) {
+    return ControlTemplate{id, ControlKind::Button, text, x, y, width, 1, false, isDefault};
+}
+inline ControlTemplate DropDown(int id, int16_t x, int16_t y, int16_t width) {
+    return ControlTemplate{id, ControlKind::DropDown, "", x, y, width, 1};
+}
+inline ControlTemplate List(int id, int16_t x, int16_t y, int16_t width, int16_t height, bool sorted = false) {
+    return ControlTemplate{id, sorted ? ControlKind::SortedList : ControlKind::List, "", x, y, width, height};
+}
+
+}  // namespace layout

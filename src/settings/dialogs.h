@@ -17,3 +17,6 @@ INT_PTR ClientDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 INT_PTR EditCommandDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 INT_PTR SaveOptionsDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 INT_PTR UrlDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
+
+// The clipboard's text when there is one shorter than 512 characters, else null.
+const char* ReadClipboardText(HWND window);

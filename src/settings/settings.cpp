@@ -193,6 +193,24 @@ void SaveUrl() {
 
 }  // namespace
 
+void ApplyServerModel(int16_t serverDef) {
+    switch (serverDef) {
+        case 0: Settings.Server.ServerMode = kHttpModel; break;
+        case 1: Settings.Server.ServerMode = kProxyModel; break;
+        case 2: Settings.Server.ServerMode = kStdModel; break;
+        default: break;
+    }
+}
+
+void ApplyClientModel(int16_t clientDef) {
+    switch (clientDef) {
+        case 0:
+        case 1: Settings.Server.ServerMode = kStdModel; break;
+        case 2: Settings.Server.ServerMode = kHttpBinaryModel; break;
+        default: break;
+    }
+}
+
 void LoadSettings() {
     LoadServer();
     LoadClient();

@@ -108,6 +108,11 @@ extern int16_t AddPageTrailer;  // append the trailer to saved pages
 extern int16_t ClientOpen;       // 0 none, 1 interactive Local Client, 2 a grab being opened
 extern int16_t ClientConnected;  // the Local Client's connect has completed
 
+// The configuration models store their preset into Server.ServerMode; the Panel model (3)
+// leaves it as it is.
+void ApplyServerModel(int16_t serverDef);  // 0 Http, 1 Proxy, 2 Std
+void ApplyClientModel(int16_t clientDef);  // 0 Std and 1 HttpText, 2 HttpBinary
+
 // Loads every key of korvel.ini into Settings (start-up).
 void LoadSettings();
 // Writes Settings back to korvel.ini (Save dialog).

@@ -168,12 +168,7 @@ void StartGrab(const Pass& pass) {
 
 void StartServer() {
     BatchMode = 0;
-    switch (Settings.Server.ServerDef) {
-        case 0: Settings.Server.ServerMode = kHttpModel; break;
-        case 1: Settings.Server.ServerMode = kProxyModel; break;
-        case 2: Settings.Server.ServerMode = kStdModel; break;
-        default: break;
-    }
+    ApplyServerModel(Settings.Server.ServerDef);
     OpenServer();
 }
 

@@ -4,6 +4,7 @@
 
 #include "channel/channel.h"
 #include "grabber/crawl.h"
+#include "grabber/browser.h"
 #include "grabber/fetch.h"
 #include "grabber/tags.h"
 #include "ping/icmp.h"
@@ -11,7 +12,6 @@
 #include "platform/messages.h"
 #include "server/cgi.h"
 #include "server/request.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
 #include "shell/print.h"
 #include "shell/shell.h"
@@ -52,9 +52,6 @@ int16_t IcmpBox() {
 }
 INT_PTR PingDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
 
-INT_PTR ConfigurationDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-INT_PTR ServerDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-INT_PTR ClientDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-INT_PTR EditCommandDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-INT_PTR SaveOptionsDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-INT_PTR UrlDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
+
+char SelectedUrl[kSelectedUrlSize] = "";
+INT_PTR UrlBrowserDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }

@@ -27,7 +27,8 @@ const MenuTemplate kMainMenu = {
 };
 
 const DialogTemplate* const kDialogs[] = {
-    &kStatisticsTemplate,
+    &kConfigurationTemplate, &kServerTemplate, &kClientTemplate, &kStatisticsTemplate,
+    &kEditCommandTemplate,   &kUrlTemplate,    &kSaveOptionsTemplate,
 };
 
 }  // namespace
