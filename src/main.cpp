@@ -1,6 +1,6 @@
-// POSIX entry: reads the program's own "--" options, picks the front end, registers the
-// resources and hands the remaining words, joined by single blanks, to WinMain as the
-// command line.
+// POSIX entry: reads the program's own "--" options, picks the front end (the terminal when
+// standard input and output are one, else headless), registers the resources and hands the
+// remaining words, joined by single blanks, to WinMain as the command line.
 
 #include <signal.h>
 #include <unistd.h>
@@ -13,6 +13,9 @@
 
 #include "frontend/headless/headless.h"
 #include "frontend/headless/script.h"
+#ifdef KORVEL_HAVE_TUI
+#include "frontend/tui/tui.h"
+#endif
 #include "platform/event_source.h"
 #include "platform/frontend.h"
 #include "shell/shell.h"
@@ -28,6 +31,9 @@ const char kUsage[] =
     "korvel is a network toolkit: an HTTP/1.0 file server (with proxy relay, form Mailbox\n"
     "and a CGI gateway), a web grabber that mirrors a site for offline reading, a raw TCP\n"
     "client and an ICMP ping. Its settings are in korvel.ini in the working directory.\n"
+    "\n"
+    "In a terminal korvel shows its menus, console and dialogs full screen (F10 opens the\n"
+    "menu bar, Help > Show Help explains the keys; see also man korvel).\n"
     "\n"
     "Options of the program itself:\n"
     "  --headless      no terminal interface: console output on standard output, message\n"
@@ -88,6 +94,23 @@ int ParseOptions(int argc, char** argv, Options& options) {
     return -1;
 }
 
+Instance instance;
+
+#ifdef KORVEL_HAVE_TUI
+// Returns false, having run nothing, when the terminal cannot be taken.
+bool RunTerminal(Options& options, int& code) {
+    tui::TerminalFrontEnd frontEnd;
+    if (!frontEnd.Start()) return false;
+    platform::SetFrontEnd(&frontEnd);
+    platform::AddEventSource(&frontEnd);
+    code = WinMain(&instance, nullptr, options.commandLine.data(), SW_SHOWNORMAL);
+    platform::RemoveEventSource(&frontEnd);
+    platform::SetFrontEnd(nullptr);
+    frontEnd.Stop();
+    return true;
+}
+#endif
+
 int RunHeadless(Options& options) {
     headless::HeadlessFrontEnd frontEnd;
     platform::SetFrontEnd(&frontEnd);
@@ -103,7 +126,6 @@ int RunHeadless(Options& options) {
         platform::AddEventSource(script.get());
     }
 
-    static Instance instance;
     int code = WinMain(&instance, nullptr, options.commandLine.data(), SW_SHOWNORMAL);
     frontEnd.Flush();
     if (script) platform::RemoveEventSource(script.get());
@@ -120,5 +142,9 @@ int main(int argc, char** argv) {
     int early = ParseOptions(argc, argv, options);
     if (early >= 0) return early;
     RegisterResources();
+#ifdef KORVEL_HAVE_TUI
+    int code = 0;
+    if (!options.headless && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && RunTerminal(options, code)) return code;
+#endif
     return RunHeadless(options);
 }

@@ -1,0 +1,592 @@
+#include "frontend/tui/form.h"
+
+#include <algorithm>
+
+#include "frontend/tui/text.h"
+#include "platform/messages.h"
+
+namespace tui {
+
+namespace {
+
+using platform::ControlState;
+
+constexpr int kEditLimit = 999;  // what the dialog procedures read back at most
+constexpr int kDropRows = 8;
+constexpr int kWheelLines = 3;
+
+bool IsList(ControlKind kind) { return kind == ControlKind::List || kind == ControlKind::SortedList; }
+
+bool IsClickable(ControlKind kind) {
+    return kind == ControlKind::Button || kind == ControlKind::CheckBox || kind == ControlKind::Radio;
+}
+
+// What a list or drop-down shows in its field.
+std::string SelectedItem(const ControlState& c) {
+    if (c.selection >= 0 && c.selection < (int)c.items.size()) return c.items[(size_t)c.selection];
+    return c.kind == ControlKind::DropDown ? c.text : std::string();
+}
+
+void DrawMnemonicText(Canvas& canvas, int x, int y, const Mnemonic& m, int width, Style style) {
+    int count = std::min<int>(width, (int)m.text.size());
+    for (int i = 0; i < count; ++i) canvas.Put(x + i, y, m.text[(size_t)i], style, i == m.index);
+}
+
+// A small scroll indicator in the last column of a list of `count` items showing `rows` from `top`.
+void DrawListBar(Canvas& canvas, const Rect& r, int count, int rows, int top) {
+    int x = r.Right() - 1;
+    for (int y = r.y; y < r.Bottom(); ++y) canvas.Put(x, y, U'░', Style::ScrollTrack);
+    canvas.Put(x, r.y, U'▲', Style::ScrollThumb);
+    canvas.Put(x, r.Bottom() - 1, U'▼', Style::ScrollThumb);
+    int track = r.h - 2;
+    int range = count - rows;
+    if (track > 0 && range > 0) canvas.Put(x, r.y + 1 + (top * (track - 1) + range / 2) / range, U'█', Style::ScrollThumb);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Geometry and focus.
+
+int Form::OuterWidth() const {
+    const DialogTemplate* tpl = platform::DialogTemplateOf(dialog_);
+    return tpl ? tpl->width + 2 : 2;
+}
+
+int Form::OuterHeight() const {
+    const DialogTemplate* tpl = platform::DialogTemplateOf(dialog_);
+    return tpl ? tpl->height + 2 : 2;
+}
+
+std::vector<ControlState*> Form::Controls() const { return platform::DialogControls(dialog_); }
+
+ControlState* Form::Focused() const {
+    auto controls = Controls();
+    return focus_ >= 0 && focus_ < (int)controls.size() ? controls[(size_t)focus_] : nullptr;
+}
+
+int Form::FocusedId() const {
+    ControlState* c = Focused();
+    return c ? c->id : 0;
+}
+
+Rect Form::ControlRect(const Rect& outer, const ControlState& c) {
+    return Rect{outer.x + 1 + c.x, outer.y + 1 + c.y, std::max<int>(1, c.width), std::max<int>(1, c.height)};
+}
+
+bool Form::Focusable(const ControlState& c) {
+    return c.enabled && c.kind != ControlKind::Static && c.kind != ControlKind::Group;
+}
+
+// The radio buttons that share a group with the control at `index`: the run of radio buttons
+// around it, cut where a button starts a new group.
+std::vector<int> Form::RadioGroup(int index) const {
+    auto controls = Controls();
+    int first = index, last = index;
+    while (first > 0 && !controls[(size_t)first]->groupStart && controls[(size_t)first - 1]->kind == ControlKind::Radio)
+        --first;
+    while (last + 1 < (int)controls.size() && controls[(size_t)last + 1]->kind == ControlKind::Radio &&
+           !controls[(size_t)last + 1]->groupStart)
+        ++last;
+    std::vector<int> group;
+    for (int i = first; i <= last; ++i) group.push_back(i);
+    return group;
+}
+
+// Focusable controls in template order; a radio group is one stop (the button with the
+// keyboard, else the checked one, else its first usable one).
+std::vector<int> Form::TabStops() const {
+    auto controls = Controls();
+    std::vector<int> stops;
+    for (int i = 0; i < (int)controls.size(); ++i) {
+        if (controls[(size_t)i]->kind != ControlKind::Radio) {
+            if (Focusable(*controls[(size_t)i])) stops.push_back(i);
+            continue;
+        }
+        std::vector<int> group = RadioGroup(i);
+        int stop = -1;
+        for (int member : group)
+            if (Focusable(*controls[(size_t)member]) && (member == focus_ || (stop < 0 && controls[(size_t)member]->checked)))
+                stop = member;
+        for (int member : group)
+            if (stop < 0 && Focusable(*controls[(size_t)member])) stop = member;
+        if (stop >= 0) stops.push_back(stop);
+        i = group.back();
+    }
+    return stops;
+}
+
+// Keeps the keyboard on a usable control: a control that became greyed passes it on.
+void Form::Validate() {
+    auto controls = Controls();
+    if (focus_ >= 0 && focus_ < (int)controls.size() && Focusable(*controls[(size_t)focus_])) return;
+    std::vector<int> stops = TabStops();
+    int next = -1;
+    for (int stop : stops)
+        if (stop > focus_) {
+            next = stop;
+            break;
+        }
+    if (next < 0 && !stops.empty()) next = stops.front();
+    if (next != focus_) FocusIndex(next, true);
+}
+
+void Form::FocusIndex(int index, bool fromTab) {
+    focus_ = index;
+    dropOpen_ = -1;
+    ControlState* c = Focused();
+    if (c && c->kind == ControlKind::Edit) {
+        EditState& e = edits_[index];
+        e.cursor = (int)c->text.size();
+        e.selectAll = fromTab && !c->text.empty();
+    }
+}
+
+void Form::MoveFocus(int direction) {
+    std::vector<int> stops = TabStops();
+    if (stops.empty()) return;
+    auto at = std::find(stops.begin(), stops.end(), focus_);
+    int position = at == stops.end() ? (direction > 0 ? -1 : 0) : (int)(at - stops.begin());
+    int count = (int)stops.size();
+    FocusIndex(stops[(size_t)((position + direction + count) % count)], true);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Acting on the model.
+
+void Form::Click(ControlState& c) { platform::UserClick(dialog_, c.id); }
+
+void Form::Select(ControlState& c, int index) {
+    if (c.items.empty()) return;
+    index = std::clamp(index, 0, (int)c.items.size() - 1);
+    if (index != c.selection) platform::UserSelect(dialog_, c.id, index);
+}
+
+void Form::SetEditText(ControlState& c, std::string text, int cursor) {
+    if ((int)text.size() > kEditLimit) text.resize(kEditLimit);
+    EditState& e = edits_[focus_];
+    e.selectAll = false;
+    e.cursor = std::clamp(cursor, 0, (int)text.size());
+    if (text != c.text) platform::UserSetText(dialog_, c.id, text);
+}
+
+// Typed or pasted text goes in at the cursor (over the whole text when it is selected); a
+// character with no Windows-1252 byte is left out, and a paste stops at its first line end.
+void Form::InsertText(ControlState& c, const std::u32string& typed) {
+    std::string bytes;
+    for (char32_t ch : typed) {
+        if (ch == U'\r' || ch == U'\n') break;
+        int b = Cp1252Byte(ch == U'\t' ? U' ' : ch);
+        if (b >= 0x20 && b != 0x7F) bytes += (char)b;
+    }
+    if (bytes.empty()) return;
+    EditState& e = edits_[focus_];
+    std::string text = e.selectAll ? std::string() : c.text;
+    int cursor = e.selectAll ? 0 : std::clamp(e.cursor, 0, (int)text.size());
+    text.insert((size_t)cursor, bytes);
+    SetEditText(c, text, cursor + (int)bytes.size());
+}
+
+bool Form::PressEnter() {
+    ControlState* c = Focused();
+    if (c && c->kind == ControlKind::Button) {
+        Click(*c);
+        return true;
+    }
+    for (ControlState* control : Controls())
+        if (control->kind == ControlKind::Button && control->defaultButton) {
+            if (control->enabled) Click(*control);
+            return true;
+        }
+    return true;
+}
+
+void Form::PressEscape() {
+    if (ControlState* cancel = platform::FindControl(dialog_, IDCANCEL)) {
+        if (cancel->enabled) platform::UserClick(dialog_, IDCANCEL);
+        return;
+    }
+    platform::UserCloseDialog(dialog_);
+}
+
+// A label's letter acts on the control: a button is pressed, a check box or radio button
+// clicked; the letter of a plain label moves the keyboard to the control after it.
+bool Form::PressLetter(char32_t letter) {
+    letter = LowerAscii(letter);
+    auto controls = Controls();
+    for (int i = 0; i < (int)controls.size(); ++i) {
+        ControlState& c = *controls[(size_t)i];
+        if (!c.enabled || ParseMnemonic(c.kind == ControlKind::Static ? c.text : c.label).letter != letter) continue;
+        if (IsClickable(c.kind)) {
+            FocusIndex(i, false);
+            Click(c);
+            return true;
+        }
+        if (c.kind == ControlKind::Static || c.kind == ControlKind::Group)
+            for (int j = i + 1; j < (int)controls.size(); ++j)
+                if (Focusable(*controls[(size_t)j])) {
+                    FocusIndex(j, true);
+                    return true;
+                }
+    }
+    return false;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Keys.
+
+bool Form::HandleKey(const Event& event) {
+    Validate();
+    ControlState* c = Focused();
+    if (c && c->kind == ControlKind::DropDown && DropDownKey(*c, event)) return true;
+    if (event.key == Key::Tab || event.key == Key::BackTab) {
+        MoveFocus(event.key == Key::Tab && !(event.mods & kShift) ? 1 : -1);
+        return true;
+    }
+    if (event.key == Key::Enter) return PressEnter();
+    if (event.key == Key::Escape) {
+        PressEscape();
+        return true;
+    }
+    if (event.key == Key::Char && (event.mods & kAlt)) return PressLetter(event.ch);
+    if (!c) return event.key == Key::Char && event.mods == 0 && PressLetter(event.ch);
+    if (c->kind == ControlKind::Edit) return EditKey(*c, event);
+    if (IsList(c->kind) && ListKey(*c, event)) return true;
+    if (c->kind == ControlKind::Radio && RadioKey(event)) return true;
+    switch (event.key) {
+        case Key::Char:
+            if (event.ch == U' ' && IsClickable(c->kind)) {
+                Click(*c);
+                return true;
+            }
+            return event.mods == 0 && PressLetter(event.ch);
+        case Key::Up:
+        case Key::Left: MoveFocus(-1); return true;
+        case Key::Down:
+        case Key::Right: MoveFocus(1); return true;
+        default: return false;
+    }
+}
+
+bool Form::EditKey(ControlState& c, const Event& event) {
+    EditState& e = edits_[focus_];
+    int length = (int)c.text.size();
+    e.cursor = std::clamp(e.cursor, 0, length);
+    switch (event.key) {
+        case Key::Char:
+            if (event.mods & kCtrl) return false;
+            InsertText(c, std::u32string(1, event.ch));
+            return true;
+        case Key::Paste: InsertText(c, event.text); return true;
+        case Key::Backspace:
+            if (e.selectAll) SetEditText(c, "", 0);
+            else if (e.cursor > 0) SetEditText(c, std::string(c.text).erase((size_t)e.cursor - 1, 1), e.cursor - 1);
+            return true;
+        case Key::Delete:
+            if (e.selectAll) SetEditText(c, "", 0);
+            else if (e.cursor < length) SetEditText(c, std::string(c.text).erase((size_t)e.cursor, 1), e.cursor);
+            return true;
+        case Key::Left: e.selectAll = false; e.cursor = std::max(0, e.cursor - 1); return true;
+        case Key::Right: e.selectAll = false; e.cursor = std::min(length, e.cursor + 1); return true;
+        case Key::Home: e.selectAll = false; e.cursor = 0; return true;
+        case Key::End: e.selectAll = false; e.cursor = length; return true;
+        case Key::Up: MoveFocus(-1); return true;
+        case Key::Down: MoveFocus(1); return true;
+        default: return false;
+    }
+}
+
+bool Form::ListKey(ControlState& c, const Event& event) {
+    int rows = std::max<int>(1, c.height);
+    int current = c.selection;
+    switch (event.key) {
+        case Key::Up: Select(c, current < 0 ? 0 : current - 1); return true;
+        case Key::Down: Select(c, current < 0 ? 0 : current + 1); return true;
+        case Key::PageUp: Select(c, current - (rows - 1)); return true;
+        case Key::PageDown: Select(c, current < 0 ? rows - 1 : current + rows - 1); return true;
+        case Key::Home: Select(c, 0); return true;
+        case Key::End: Select(c, (int)c.items.size() - 1); return true;
+        default: return false;
+    }
+}
+
+bool Form::DropDownKey(ControlState& c, const Event& event) {
+    int count = (int)c.items.size();
+    if (dropOpen_ < 0) {
+        bool opens = (event.key == Key::Down && (event.mods & kAlt)) || (event.key == Key::Function && event.number == 4) ||
+                     (event.key == Key::Char && event.ch == U' ' && event.mods == 0);
+        if (opens) {
+            if (count == 0) return true;
+            dropOpen_ = focus_;
+            dropHighlight_ = std::max(0, c.selection);
+            return true;
+        }
+        if (event.Is(Key::Up)) Select(c, c.selection - 1);
+        else if (event.Is(Key::Down)) Select(c, c.selection < 0 ? 0 : c.selection + 1);
+        else return false;
+        return true;
+    }
+    switch (event.key) {
+        case Key::Up: dropHighlight_ = std::max(0, dropHighlight_ - 1); return true;
+        case Key::Down: dropHighlight_ = std::min(count - 1, dropHighlight_ + 1); return true;
+        case Key::PageUp: dropHighlight_ = std::max(0, dropHighlight_ - (kDropRows - 1)); return true;
+        case Key::PageDown: dropHighlight_ = std::min(count - 1, dropHighlight_ + kDropRows - 1); return true;
+        case Key::Home: dropHighlight_ = 0; return true;
+        case Key::End: dropHighlight_ = count - 1; return true;
+        case Key::Escape: dropOpen_ = -1; return true;
+        case Key::Enter:
+            dropOpen_ = -1;
+            Select(c, dropHighlight_);
+            return true;
+        case Key::Char:
+            if (event.ch != U' ') return true;
+            dropOpen_ = -1;
+            Select(c, dropHighlight_);
+            return true;
+        case Key::Tab:
+        case Key::BackTab: dropOpen_ = -1; return false;
+        default: return true;
+    }
+}
+
+// Arrows move within a radio group and check the button they reach, as automatic radio
+// buttons do.
+bool Form::RadioKey(const Event& event) {
+    int direction = 0;
+    if (event.key == Key::Up || event.key == Key::Left) direction = -1;
+    if (event.key == Key::Down || event.key == Key::Right) direction = 1;
+    if (direction == 0 || event.mods != 0) return false;
+    auto controls = Controls();
+    std::vector<int> group = RadioGroup(focus_);
+    auto at = std::find(group.begin(), group.end(), focus_);
+    int count = (int)group.size();
+    for (int step = 1; step < count; ++step) {
+        int member = group[(size_t)(((at - group.begin()) + direction * step + count * step) % count)];
+        if (Focusable(*controls[(size_t)member])) {
+            FocusIndex(member, false);
+            Click(*controls[(size_t)member]);
+            return true;
+        }
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Mouse.
+
+Rect Form::DropRect(const Rect& outer, const ControlState& c, int canvasHeight) const {
+    Rect field = ControlRect(outer, c);
+    int rows = std::min<int>(kDropRows, (int)c.items.size());
+    Rect below{field.x, field.Bottom(), field.w, rows};
+    if (below.Bottom() <= canvasHeight || field.y - rows < 0) return below;
+    return Rect{field.x, field.y - rows, field.w, rows};
+}
+
+bool Form::HandleMouse(const Event& event, const Rect& outer) {
+    Validate();
+    auto controls = Controls();
+    if (dropOpen_ >= 0 && dropOpen_ < (int)controls.size()) {
+        ControlState& c = *controls[(size_t)dropOpen_];
+        Rect drop = DropRect(outer, c, lastCanvasHeight_);
+        int count = (int)c.items.size();
+        if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
+            int step = event.mouse == MouseAction::WheelUp ? -1 : 1;
+            dropHighlight_ = std::clamp(dropHighlight_ + step, 0, std::max(0, count - 1));
+            return true;
+        }
+        if (event.mouse != MouseAction::Press) return true;
+        int index = dropTop_ + event.y - drop.y;
+        dropOpen_ = -1;
+        if (drop.Contains(event.x, event.y) && index < count) Select(c, index);
+        return true;
+    }
+    if (!outer.Contains(event.x, event.y)) return false;
+    for (int i = 0; i < (int)controls.size(); ++i) {
+        ControlState& c = *controls[(size_t)i];
+        Rect r = ControlRect(outer, c);
+        if (!r.Contains(event.x, event.y) || !Focusable(c)) continue;
+        if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
+            if (!IsList(c.kind)) continue;
+            ListState& l = lists_[i];
+            int maxTop = std::max(0, (int)c.items.size() - r.h);
+            l.top = std::clamp(l.top + (event.mouse == MouseAction::WheelUp ? -kWheelLines : kWheelLines), 0, maxTop);
+            return true;
+        }
+        if (event.mouse != MouseAction::Press) return true;
+        FocusIndex(i, false);
+        if (IsClickable(c.kind)) {
+            Click(c);
+        } else if (c.kind == ControlKind::Edit) {
+            EditState& e = edits_[i];
+            e.cursor = std::clamp(e.scroll + event.x - r.x, 0, (int)c.text.size());
+        } else if (IsList(c.kind)) {
+            int index = lists_[i].top + event.y - r.y;
+            if (index < (int)c.items.size()) Select(c, index);
+        } else if (c.kind == ControlKind::DropDown && !c.items.empty()) {
+            dropOpen_ = i;
+            dropHighlight_ = std::max(0, c.selection);
+        }
+        return true;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Drawing.
+
+void Form::Draw(Canvas& canvas, const Rect& outer, bool active) {
+    Validate();
+    lastCanvasHeight_ = canvas.Height();
+    char title[256];
+    GetWindowTextA(dialog_, title, sizeof title);
+    canvas.Fill(outer, Style::Dialog);
+    canvas.Frame(outer, Style::Dialog, DisplayText(title), active ? Style::DialogTitle : Style::Dialog);
+    auto controls = Controls();
+    for (int i = 0; i < (int)controls.size(); ++i) DrawControl(canvas, outer, i, active);
+    if (dropOpen_ >= 0) DrawDropList(canvas, outer);
+}
+
+// How far a one-line label may run: past its own width when its text is longer, up to the
+// next control on its row, the frame of a group box around it or the dialog's frame.
+int Form::LabelRoom(const Rect& outer, int index, int natural) const {
+    auto controls = Controls();
+    const ControlState& c = *controls[(size_t)index];
+    Rect r = ControlRect(outer, c);
+    int limit = outer.Right() - 1;
+    for (int j = 0; j < (int)controls.size(); ++j) {
+        if (j == index) continue;
+        Rect other = ControlRect(outer, *controls[(size_t)j]);
+        if (other.Bottom() <= r.y || other.y > r.y) continue;
+        if (other.x > r.x) limit = std::min(limit, other.x);
+        if (controls[(size_t)j]->kind == ControlKind::Group && other.x < r.x && other.Right() > r.x)
+            limit = std::min(limit, other.Right() - 1);
+    }
+    return std::max(r.w, std::min(natural, limit - r.x));
+}
+
+void Form::DrawControl(Canvas& canvas, const Rect& outer, int index, bool active) {
+    const ControlState& c = *Controls()[(size_t)index];
+    Rect r = ControlRect(outer, c);
+    bool focused = active && index == focus_;
+    Style text = c.enabled ? Style::Dialog : Style::DialogGrey;
+    switch (c.kind) {
+        case ControlKind::Static: {
+            Mnemonic m = ParseMnemonic(c.text);
+            std::vector<std::u32string> lines = WrapText(m.text, r.w);
+            if (r.h == 1 || lines.size() <= 1) {
+                DrawMnemonicText(canvas, r.x, r.y, m, LabelRoom(outer, index, (int)m.text.size()), text);
+            } else {
+                for (int row = 0; row < r.h && row < (int)lines.size(); ++row) canvas.Text(r.x, r.y + row, lines[(size_t)row], text, r.w);
+            }
+            break;
+        }
+        case ControlKind::Group: canvas.Frame(r, text, ParseMnemonic(c.text).text, text, false); break;
+        case ControlKind::Edit: DrawEdit(canvas, r, c, focused, index); break;
+        case ControlKind::CheckBox:
+        case ControlKind::Radio: {
+            std::u32string box = c.kind == ControlKind::CheckBox ? (c.checked ? U"[x] " : U"[ ] ")
+                                                                 : (c.checked ? U"(*) " : U"( ) ");
+            canvas.Text(r.x, r.y, box, text, r.w);
+            Mnemonic m = ParseMnemonic(c.text);
+            int room = std::max(0, LabelRoom(outer, index, 4 + (int)m.text.size()) - 4);
+            DrawMnemonicText(canvas, r.x + 4, r.y, m, room, focused ? Style::ButtonFocused : text);
+            break;
+        }
+        case ControlKind::Button: {
+            Mnemonic m = ParseMnemonic(c.text);
+            std::u32string face = U"< " + m.text + U" >";
+            Style style = !c.enabled ? Style::DialogGrey
+                          : focused  ? Style::ButtonFocused
+                          : c.defaultButton ? Style::ButtonDefault
+                                            : Style::Button;
+            canvas.Fill(r, style);
+            int x = r.x + std::max(0, (r.w - (int)face.size()) / 2);
+            canvas.Text(x, r.y, face, style, r.Right() - x);
+            if (m.index >= 0 && x + 2 + m.index < r.Right())
+                canvas.Put(x + 2 + m.index, r.y, m.text[(size_t)m.index], style, c.enabled);
+            break;
+        }
+        case ControlKind::List:
+        case ControlKind::SortedList: DrawList(canvas, r, c, focused, index); break;
+        case ControlKind::DropDown: {
+            Style style = !c.enabled ? Style::EditGrey : focused ? Style::EditFocused : Style::Edit;
+            canvas.Fill(r, style);
+            canvas.Text(r.x, r.y, DisplayText(SelectedItem(c)), style, r.w - 1);
+            canvas.Put(r.Right() - 1, r.y, U'▼', style);
+            break;
+        }
+    }
+}
+
+void Form::DrawEdit(Canvas& canvas, const Rect& r, const ControlState& c, bool focused, int index) {
+    Style style = !c.enabled ? Style::EditGrey : focused ? Style::EditFocused : Style::Edit;
+    canvas.Fill(r, style);
+    std::u32string text = DisplayText(c.text);
+    EditState& e = edits_[index];
+    e.cursor = std::clamp(e.cursor, 0, (int)text.size());
+    if (focused) {
+        if (e.cursor < e.scroll) e.scroll = e.cursor;
+        if (e.cursor > e.scroll + r.w - 1) e.scroll = e.cursor - r.w + 1;
+    } else {
+        e.scroll = 0;
+    }
+    e.scroll = std::clamp(e.scroll, 0, std::max(0, (int)text.size()));
+    Style shown = focused && e.selectAll ? Style::EditSelected : style;
+    canvas.Text(r.x, r.y, std::u32string_view(text).substr((size_t)e.scroll), shown, r.w);
+}
+
+void Form::DrawList(Canvas& canvas, const Rect& r, const ControlState& c, bool focused, int index) {
+    canvas.Fill(r, c.enabled ? Style::List : Style::EditGrey);
+    ListState& l = lists_[index];
+    int count = (int)c.items.size();
+    bool bar = count > r.h;
+    // Follow the selection when it moved, but let a scrolled list stay where it was put.
+    if (c.selection != l.seenSelection && c.selection >= 0) {
+        if (c.selection < l.top) l.top = c.selection;
+        if (c.selection >= l.top + r.h) l.top = c.selection - r.h + 1;
+    }
+    l.seenSelection = c.selection;
+    l.top = std::clamp(l.top, 0, std::max(0, count - r.h));
+    int width = bar ? r.w - 1 : r.w;
+    for (int row = 0; row < r.h && l.top + row < count; ++row) {
+        int item = l.top + row;
+        Style style = !c.enabled            ? Style::EditGrey
+                      : item != c.selection ? Style::List
+                      : focused             ? Style::ListSelectedFocused
+                                            : Style::ListSelected;
+        canvas.Fill(Rect{r.x, r.y + row, width, 1}, style);
+        canvas.Text(r.x, r.y + row, DisplayText(c.items[(size_t)item]), style, width);
+    }
+    if (bar) DrawListBar(canvas, r, count, r.h, l.top);
+}
+
+void Form::DrawDropList(Canvas& canvas, const Rect& outer) {
+    auto controls = Controls();
+    if (dropOpen_ >= (int)controls.size()) return;
+    const ControlState& c = *controls[(size_t)dropOpen_];
+    Rect drop = DropRect(outer, c, canvas.Height());
+    int count = (int)c.items.size();
+    dropHighlight_ = std::clamp(dropHighlight_, 0, std::max(0, count - 1));
+    if (dropHighlight_ < dropTop_) dropTop_ = dropHighlight_;
+    if (dropHighlight_ >= dropTop_ + drop.h) dropTop_ = dropHighlight_ - drop.h + 1;
+    dropTop_ = std::clamp(dropTop_, 0, std::max(0, count - drop.h));
+    canvas.Fill(drop, Style::List);
+    for (int row = 0; row < drop.h && dropTop_ + row < count; ++row) {
+        Style style = dropTop_ + row == dropHighlight_ ? Style::ListSelectedFocused : Style::List;
+        canvas.Fill(Rect{drop.x, drop.y + row, drop.w, 1}, style);
+        canvas.Text(drop.x, drop.y + row, DisplayText(c.items[(size_t)(dropTop_ + row)]), style, drop.w);
+    }
+}
+
+bool Form::Cursor(const Rect& outer, int& x, int& y) const {
+    ControlState* c = Focused();
+    if (!c || c->kind != ControlKind::Edit || !c->enabled || dropOpen_ >= 0) return false;
+    auto found = edits_.find(focus_);
+    EditState e = found == edits_.end() ? EditState{} : found->second;
+    Rect r = ControlRect(outer, *c);
+    x = r.x + std::clamp(e.cursor - e.scroll, 0, r.w - 1);
+    y = r.y;
+    return true;
+}
+
+}  // namespace tui

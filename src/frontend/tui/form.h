@@ -1,0 +1,101 @@
+// A dialog drawn as a form: the frame with the dialog's title, and its controls at their cells
+// (labels, group boxes, edits, check boxes "[x]", radio buttons "(*)", lists, drop-down lists,
+// buttons "< OK >").
+//
+// The dialog model (platform/ui.h) holds everything the program sees: texts, checks,
+// selections, what is enabled. The form adds only what a user's hands need: which control has
+// the keyboard, where the cursor of an edit stands, how far a list is scrolled, whether a
+// drop-down is open. Every change goes back through the user actions of the model (set text,
+// click, select, close), which notify the dialog procedure as a user's input would. A greyed
+// control is drawn grey and never takes the keyboard.
+//
+// Keys: Tab and Shift+Tab move between controls (a radio group is one stop: its checked
+// button); Space clicks a button, toggles a check box, checks a radio button, opens a
+// drop-down; Enter presses the focused button, else the default one; Esc presses the button
+// with id 2 when the dialog has one (nothing when it is greyed), else closes the dialog as
+// its close box would; arrows move within a radio group, a list or a drop-down, and from
+// other controls to the previous or next one; Alt+letter (or the letter alone, away from an
+// edit) acts on the control whose label underlines that letter.
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "frontend/tui/canvas.h"
+#include "frontend/tui/event.h"
+#include "platform/ui.h"
+
+namespace tui {
+
+class Form {
+public:
+    explicit Form(HWND dialog = nullptr) : dialog_(dialog) {}
+    HWND Dialog() const { return dialog_; }
+
+    // The size of the dialog with its frame.
+    int OuterWidth() const;
+    int OuterHeight() const;
+
+    // Draws the dialog with its outer frame at `outer`; `active` when it has the keyboard.
+    void Draw(Canvas& canvas, const Rect& outer, bool active);
+    // Returns true when the form used the input.
+    bool HandleKey(const Event& event);
+    bool HandleMouse(const Event& event, const Rect& outer);
+    // Where the terminal cursor stands while the form has the keyboard (in an edit).
+    bool Cursor(const Rect& outer, int& x, int& y) const;
+
+    // The id of the control with the keyboard, or 0.
+    int FocusedId() const;
+    bool DropDownOpen() const { return dropOpen_ >= 0; }
+
+private:
+    struct EditState {
+        int cursor = 0;
+        int scroll = 0;
+        bool selectAll = false;  // set when Tab enters the edit: typing replaces the text
+    };
+    struct ListState {
+        int top = 0;
+        int seenSelection = -2;
+    };
+
+    std::vector<platform::ControlState*> Controls() const;
+    platform::ControlState* Focused() const;
+    static Rect ControlRect(const Rect& outer, const platform::ControlState& c);
+    static bool Focusable(const platform::ControlState& c);
+    void Validate();
+    std::vector<int> TabStops() const;
+    std::vector<int> RadioGroup(int index) const;
+    void FocusIndex(int index, bool fromTab);
+    void MoveFocus(int direction);
+
+    bool EditKey(platform::ControlState& c, const Event& event);
+    bool ListKey(platform::ControlState& c, const Event& event);
+    bool DropDownKey(platform::ControlState& c, const Event& event);
+    bool RadioKey(const Event& event);
+    bool PressLetter(char32_t letter);
+    void Click(platform::ControlState& c);
+    void SetEditText(platform::ControlState& c, std::string text, int cursor);
+    void InsertText(platform::ControlState& c, const std::u32string& text);
+    bool PressEnter();
+    void PressEscape();
+    void Select(platform::ControlState& c, int index);
+    Rect DropRect(const Rect& outer, const platform::ControlState& c, int canvasHeight) const;
+
+    int LabelRoom(const Rect& outer, int index, int natural) const;
+    void DrawControl(Canvas& canvas, const Rect& outer, int index, bool active);
+    void DrawEdit(Canvas& canvas, const Rect& r, const platform::ControlState& c, bool focused, int index);
+    void DrawList(Canvas& canvas, const Rect& r, const platform::ControlState& c, bool focused, int index);
+    void DrawDropList(Canvas& canvas, const Rect& outer);
+
+    HWND dialog_;
+    int focus_ = -1;  // index of the control with the keyboard in template order
+    std::map<int, EditState> edits_;
+    std::map<int, ListState> lists_;
+    int dropOpen_ = -1;  // index of the open drop-down
+    int dropHighlight_ = 0;
+    int dropTop_ = 0;
+    int lastCanvasHeight_ = 0;
+};
+
+}  // namespace tui
