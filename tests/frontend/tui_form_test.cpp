@@ -1,0 +1,265 @@
+// Dialog forms: which controls take the keyboard, what keys, letters and the mouse do to the
+// dialog model (and so to the dialog procedure), and how a dialog is drawn.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "frontend/tui/form.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+
+namespace {
+
+using namespace tui;
+using namespace layout;
+
+const DialogTemplate kForm = {
+    "TUI_FORM",
+    "Form Test",
+    40,
+    10,
+    {
+        Label("&Name", 1, 0),
+        Edit(121, 7, 0, 10),
+        Check(141, "&Flag", 1, 1, 12),
+        Radio(144, "&One", 1, 2, 9, true),
+        Radio(145, "&Two", 11, 2, 9),
+        Radio(146, "T&hree", 21, 2, 10),
+        Check(142, "Greyed", 1, 3, 12),
+        DropDown(148, 1, 4, 12),
+        List(150, 20, 4, 12, 3),
+        Button(IDOK, "OK", 1, 8, 8, true),
+        Button(IDCANCEL, "Cancel", 12, 8, 10),
+    },
+};
+
+const DialogTemplate kNoCancel = {"TUI_NO_CANCEL", "Bare", 20, 4, {Label("Hello", 1, 0), Button(IDOK, "OK", 1, 2, 8, true)}};
+
+std::vector<std::string> events;
+
+INT_PTR Proc(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
+    switch (message) {
+        case WM_INITDIALOG:
+            SetDlgItemTextA(dialog, 121, "abc");
+            CheckRadioButton(dialog, 144, 146, 145);
+            EnableWindow(GetDlgItem(dialog, 142), FALSE);
+            SendDlgItemMessageA(dialog, 148, CB_ADDSTRING, 0, (LPARAM) "HTTP 0.9");
+            SendDlgItemMessageA(dialog, 148, CB_ADDSTRING, 0, (LPARAM) "HTTP 1.0");
+            SendDlgItemMessageA(dialog, 148, CB_SETCURSEL, 0, 0);
+            for (const char* item : {"a", "b", "c", "d", "e", "f"}) SendDlgItemMessageA(dialog, 150, LB_ADDSTRING, 0, (LPARAM)item);
+            return TRUE;
+        case WM_COMMAND:
+            events.push_back(std::to_string(LOWORD(wParam)) + "/" + std::to_string(HIWORD(wParam)));
+            return TRUE;
+        case WM_CLOSE:
+            events.push_back("close");
+            return FALSE;
+    }
+    return FALSE;
+}
+
+class TuiForm : public ::testing::Test {
+protected:
+    void SetUp() override {
+        platform::ResetWindows();
+        platform::ResetUi();
+        RegisterDialogResource(&kForm);
+        RegisterDialogResource(&kNoCancel);
+        events.clear();
+        dialog = CreateDialogParamA(nullptr, "TUI_FORM", nullptr, Proc, 0);
+        form = Form(dialog);
+        Draw();
+    }
+    void TearDown() override {
+        platform::ResetWindows();
+        platform::ResetUi();
+    }
+    // Delivers what the user actions posted, as the message loop would.
+    void Pump() {
+        for (int i = 0; i < 100 && platform::QueuedMessageCount() > 0; ++i) {
+            MSG msg;
+            if (!GetMessageA(&msg, nullptr, 0, 0)) break;
+            DispatchMessageA(&msg);
+        }
+    }
+    void Press(const Event& event) {
+        form.HandleKey(event);
+        Pump();
+    }
+    void Type(const std::u32string& text) {
+        for (char32_t c : text) Press(Event::Char(c));
+    }
+    void Click(int x, int y) {
+        form.HandleMouse(Event::Mouse(MouseAction::Press, x, y), kOuter);
+        Pump();
+    }
+    void Draw() {
+        canvas.Resize(44, 14);
+        form.Draw(canvas, kOuter, true);
+    }
+    std::string Text(int id) { return platform::FindControl(dialog, id)->text; }
+    bool Checked(int id) { return platform::FindControl(dialog, id)->checked; }
+    int Selection(int id) { return platform::FindControl(dialog, id)->selection; }
+
+    static constexpr Rect kOuter{0, 0, 42, 12};
+    HWND dialog = nullptr;
+    Form form;
+    Canvas canvas;
+};
+
+TEST_F(TuiForm, TabVisitsEachUsableControlOnceWithARadioGroupAsOneStop) {
+    std::vector<int> visited{form.FocusedId()};
+    for (int i = 0; i < 7; ++i) {
+        Press(Event::Of(Key::Tab));
+        visited.push_back(form.FocusedId());
+    }
+    // The greyed check box is skipped; the radio group is entered at its checked button.
+    EXPECT_EQ(visited, (std::vector<int>{121, 141, 145, 148, 150, IDOK, IDCANCEL, 121}));
+    Press(Event::Of(Key::BackTab));
+    EXPECT_EQ(form.FocusedId(), IDCANCEL);
+    EnableWindow(GetDlgItem(dialog, IDCANCEL), FALSE);  // the control with the keyboard is greyed
+    Draw();
+    EXPECT_EQ(form.FocusedId(), 121);
+    EXPECT_TRUE(events.empty());
+}
+
+TEST_F(TuiForm, TypingReplacesTheTextThatTabSelectedThenEditsAtTheCursor) {
+    ASSERT_EQ(form.FocusedId(), 121);
+    Type(U"x");
+    EXPECT_EQ(Text(121), "x");  // Tab entered the edit: its whole text was selected
+    Type(U"yz");
+    Press(Event::Of(Key::Left));
+    Press(Event::Of(Key::Left));
+    Press(Event::Of(Key::Backspace));
+    EXPECT_EQ(Text(121), "yz");
+    Press(Event::Of(Key::Delete));
+    EXPECT_EQ(Text(121), "z");
+    Press(Event::Of(Key::End));
+    Type(U"é€Ā");  // Ā has no Windows-1252 byte
+    EXPECT_EQ(Text(121), "z\xE9\x80");
+    Event paste = Event::Of(Key::Paste);
+    paste.text = U"12\n34";
+    Press(paste);  // a paste stops at its first line end
+    EXPECT_EQ(Text(121), "z\xE9\x80" "12");
+    EXPECT_TRUE(events.empty());  // typing notifies nothing, as setting a text from outside
+}
+
+TEST_F(TuiForm, SpaceAndArrowsClickCheckBoxesAndRadioButtons) {
+    Press(Event::Of(Key::Tab));
+    Press(Event::Char(U' '));
+    EXPECT_TRUE(Checked(141));
+    Press(Event::Of(Key::Tab));
+    ASSERT_EQ(form.FocusedId(), 145);
+    Press(Event::Of(Key::Down));
+    EXPECT_TRUE(Checked(146));
+    EXPECT_FALSE(Checked(145));
+    Press(Event::Of(Key::Right));  // wraps round the group
+    EXPECT_TRUE(Checked(144));
+    EXPECT_EQ(form.FocusedId(), 144);
+    EXPECT_EQ(events, (std::vector<std::string>{"141/0", "146/0", "144/0"}));
+}
+
+TEST_F(TuiForm, EnterPressesTheDefaultOrTheFocusedButtonAndEscPressesButtonTwo) {
+    Press(Event::Of(Key::Enter));
+    Press(Event::Of(Key::BackTab));  // to Cancel
+    Press(Event::Of(Key::Enter));
+    Press(Event::Of(Key::Escape));
+    EXPECT_EQ(events, (std::vector<std::string>{"1/0", "2/0", "2/0"}));
+    events.clear();
+    EnableWindow(GetDlgItem(dialog, IDCANCEL), FALSE);
+    Press(Event::Of(Key::Escape));  // a greyed button 2: Esc does nothing
+    EnableWindow(GetDlgItem(dialog, IDOK), FALSE);
+    Press(Event::Of(Key::Enter));  // nor does Enter with the default button greyed
+    EXPECT_TRUE(events.empty());
+
+    // Without a button 2, Esc closes the dialog as its close box does.
+    HWND bare = CreateDialogParamA(nullptr, "TUI_NO_CANCEL", nullptr, Proc, 0);
+    Form bareForm(bare);
+    bareForm.HandleKey(Event::Of(Key::Escape));
+    Pump();
+    EXPECT_EQ(events, (std::vector<std::string>{"close", "2/0"}));
+}
+
+TEST_F(TuiForm, ListsAndDropDownsSelectWithArrowsAndNotify) {
+    for (int i = 0; i < 3; ++i) Press(Event::Of(Key::Tab));
+    ASSERT_EQ(form.FocusedId(), 148);
+    Press(Event::Of(Key::Down));
+    EXPECT_EQ(Text(148), "HTTP 1.0");
+    Press(Event::Of(Key::Down));  // already on the last item: nothing changes, nothing is sent
+    Press(Event::Char(U' '));
+    EXPECT_TRUE(form.DropDownOpen());
+    Press(Event::Of(Key::Up));
+    Press(Event::Of(Key::Enter));
+    EXPECT_FALSE(form.DropDownOpen());
+    EXPECT_EQ(Text(148), "HTTP 0.9");
+    Press(Event::Of(Key::Tab));
+    Press(Event::Of(Key::Down));  // a list without a selection starts at its first item
+    EXPECT_EQ(Selection(150), 0);
+    Press(Event::Of(Key::End));
+    EXPECT_EQ(Selection(150), 5);
+    Draw();
+    Press(Event::Of(Key::PageUp));
+    EXPECT_EQ(Selection(150), 3);
+    EXPECT_EQ(events, (std::vector<std::string>{"148/1", "148/1", "150/1", "150/1", "150/1"}));
+    Draw();  // the list of three rows scrolled to its last items and stays there
+    EXPECT_EQ(canvas.At(21, 5).ch, U'd');
+    EXPECT_EQ(canvas.At(21, 5).style, Style::ListSelectedFocused);
+    EXPECT_EQ(canvas.At(21, 7).ch, U'f');
+    EXPECT_EQ(canvas.At(32, 7).ch, U'▼');
+}
+
+TEST_F(TuiForm, ALetterActsOnTheControlThatUnderlinesIt) {
+    Press(Event::Char(U't', kAlt));
+    EXPECT_TRUE(Checked(145));
+    EXPECT_EQ(form.FocusedId(), 145);
+    Press(Event::Char(U'H'));  // away from an edit the letter alone does it
+    EXPECT_TRUE(Checked(146));
+    Press(Event::Char(U'n', kAlt));  // a label's letter moves to the control after it
+    EXPECT_EQ(form.FocusedId(), 121);
+    Press(Event::Char(U'f'));  // in an edit a letter is typed
+    EXPECT_EQ(Text(121), "f");
+    EXPECT_FALSE(Checked(141));
+    EXPECT_EQ(events, (std::vector<std::string>{"145/0", "146/0"}));
+}
+
+TEST_F(TuiForm, TheMouseFocusesAndClicksControls) {
+    Click(3, 2);  // on "[ ] Flag"
+    EXPECT_TRUE(Checked(141));
+    Click(10, 1);  // in the edit, after "ab"
+    Type(U"X");
+    EXPECT_EQ(Text(121), "abXc");
+    Click(22, 6);  // second row of the list
+    EXPECT_EQ(Selection(150), 1);
+    Click(3, 5);  // the drop-down opens below itself ...
+    EXPECT_TRUE(form.DropDownOpen());
+    Click(3, 7);  // ... and its second item is chosen
+    EXPECT_EQ(Text(148), "HTTP 1.0");
+    Click(3, 4);  // the greyed check box does not react
+    EXPECT_FALSE(Checked(142));
+    EXPECT_EQ(events, (std::vector<std::string>{"141/0", "150/1", "148/1"}));
+}
+
+TEST_F(TuiForm, AFormIsDrawnFromItsModel) {
+    EXPECT_EQ(canvas.RowText(0), "┌────────────── Form Test ───────────────┐");
+    EXPECT_EQ(canvas.RowText(1), "│ Name  abc                              │");
+    EXPECT_EQ(canvas.RowText(2), "│ [ ] Flag                               │");
+    EXPECT_EQ(canvas.RowText(3), "│ ( ) One   (*) Two   ( ) Three          │");
+    EXPECT_EQ(canvas.RowText(4), "│ [ ] Greyed                             │");
+    EXPECT_EQ(canvas.RowText(5), "│ HTTP 0.9   ▼       a          ▲        │");
+    EXPECT_EQ(canvas.RowText(9), "│  < OK >    < Cancel >                  │");
+    EXPECT_EQ(canvas.At(1, 1).style, Style::Dialog);
+    EXPECT_TRUE(canvas.At(2, 1).underline);  // N of &Name
+    EXPECT_EQ(canvas.At(8, 1).style, Style::EditSelected);  // the edit has the keyboard, its text selected
+    EXPECT_EQ(canvas.At(12, 1).style, Style::EditFocused);
+    EXPECT_EQ(canvas.At(6, 4).style, Style::DialogGrey);
+    EXPECT_EQ(canvas.At(4, 9).style, Style::ButtonDefault);
+    EXPECT_EQ(canvas.At(14, 9).style, Style::Button);
+    int x = -1, y = -1;
+    EXPECT_TRUE(form.Cursor(kOuter, x, y));
+    EXPECT_EQ(x, 11);  // after "abc"
+    EXPECT_EQ(y, 1);
+}
+
+}  // namespace
