@@ -24,6 +24,8 @@ constexpr int kEscapeDelayMs = 25;
 constexpr int kFirstOwnKey = 0x1000;
 constexpr int kPasteBegin = 0x1F00;
 constexpr int kPasteEnd = 0x1F01;
+constexpr int kSgrMouse = 0x1F02;
+constexpr int kLongestSgrReport = 24;
 
 // What a signal handler needs to give the terminal back: prepared while the terminal is set up.
 char resetSequence[512];
@@ -251,11 +253,13 @@ bool Terminal::Start() {
     DefineModifiedKeys();
     define_key("\033[200~", kPasteBegin);
     define_key("\033[201~", kPasteEnd);
+    // Mouse reports in the SGR form reach any column; the older form stops at column 223.
+    bool sgrMouse = key_defined("\033[<") == 0 && define_key("\033[<", kSgrMouse) == OK;
 
     titles_ = TitlesKnown(term);
     PrepareGiveBack(titles_);
     terminalTaken = 1;
-    WriteRaw(std::string("\033[?2004h") + (titles_ ? "\033[22;0t" : ""));
+    WriteRaw(std::string("\033[?2004h") + (sgrMouse ? "\033[?1006h" : "") + (titles_ ? "\033[22;0t" : ""));
     getmaxyx(stdscr, rows_, columns_);
     cursorShown_ = -1;
     started_ = true;
@@ -337,6 +341,7 @@ bool Terminal::Decode(int result, unsigned int code, Event& event) {
             paste_.clear();
             return false;
         }
+        if ((int)code == kSgrMouse) return DecodeSgrMouse(event);
         if ((int)code == kPasteEnd) {
             pasting_ = false;
             event = Event::Of(Key::Paste);
@@ -404,6 +409,35 @@ bool Terminal::DecodeKey(unsigned int code, Event& event) {
     auto found = modifiedKeys_.find((int)code);
     if (found == modifiedKeys_.end()) return false;
     event = Event::Of(found->second.first, found->second.second);
+    return true;
+}
+
+// The rest of "ESC [ < button ; x ; y M" (m when a button is let go), columns and rows from 1.
+bool Terminal::DecodeSgrMouse(Event& event) {
+    std::string report;
+    char final = 0;
+    for (int i = 0; i < kLongestSgrReport && !final; ++i) {
+        wint_t c = 0;
+        if (wget_wch(stdscr, &c) != OK) return false;
+        if (c == 'M' || c == 'm')
+            final = (char)c;
+        else
+            report += (char)c;
+    }
+    int button = 0, x = 0, y = 0;
+    if (!final || sscanf(report.c_str(), "%d;%d;%d", &button, &x, &y) != 3) return false;
+    MouseAction action;
+    if (button & 64) {
+        if (final == 'm') return false;
+        action = (button & 1) ? MouseAction::WheelDown : MouseAction::WheelUp;
+    } else if ((button & 3) != 0) {
+        return false;  // other buttons, and motion with no button held
+    } else if (button & 32) {
+        action = MouseAction::Drag;
+    } else {
+        action = final == 'M' ? MouseAction::Press : MouseAction::Release;
+    }
+    event = Event::Mouse(action, x - 1, y - 1);
     return true;
 }
 

@@ -49,6 +49,7 @@ private:
     bool Decode(int result, unsigned int code, Event& event);
     bool DecodeKey(unsigned int code, Event& event);
     bool DecodeMouse(Event& event);
+    bool DecodeSgrMouse(Event& event);
     void DefineModifiedKeys();
 
     bool started_ = false;
