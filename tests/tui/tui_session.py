@@ -183,7 +183,7 @@ class TuiSession:
         return "\n".join(self.screen())
 
     def cells(self):
-        out = self._tmux("capture-pane", "-p", "-e").stdout
+        out = self._tmux("capture-pane", "-p", "-e", "-N").stdout
         return parse_ansi(out, self.width)[:self.height]
 
     def cursor(self):

@@ -446,8 +446,9 @@ void Form::Draw(Canvas& canvas, const Rect& outer, bool active) {
     if (dropOpen_ >= 0) DrawDropList(canvas, outer);
 }
 
-// How far a one-line label may run: past its own width when its text is longer, up to the
-// next control on its row, the frame of a group box around it or the dialog's frame.
+// How far a one-line label may run: past its own width when its text is longer, as long as a
+// blank cell stays before the next control on its row, the frame of a group box around it or
+// the dialog's frame.
 int Form::LabelRoom(const Rect& outer, int index, int natural) const {
     auto controls = Controls();
     const ControlState& c = *controls[(size_t)index];
@@ -457,7 +458,7 @@ int Form::LabelRoom(const Rect& outer, int index, int natural) const {
         if (j == index) continue;
         Rect other = ControlRect(outer, *controls[(size_t)j]);
         if (other.Bottom() <= r.y || other.y > r.y) continue;
-        if (other.x > r.x) limit = std::min(limit, other.x);
+        if (other.x > r.x) limit = std::min(limit, other.x - 1);
         if (controls[(size_t)j]->kind == ControlKind::Group && other.x < r.x && other.Right() > r.x)
             limit = std::min(limit, other.Right() - 1);
     }
@@ -484,12 +485,16 @@ void Form::DrawControl(Canvas& canvas, const Rect& outer, int index, bool active
         case ControlKind::Edit: DrawEdit(canvas, r, c, focused, index); break;
         case ControlKind::CheckBox:
         case ControlKind::Radio: {
-            std::u32string box = c.kind == ControlKind::CheckBox ? (c.checked ? U"[x] " : U"[ ] ")
-                                                                 : (c.checked ? U"(*) " : U"( ) ");
+            std::u32string box = c.kind == ControlKind::CheckBox ? (c.checked ? U"[x]" : U"[ ]")
+                                                                 : (c.checked ? U"(*)" : U"( )");
             canvas.Text(r.x, r.y, box, text, r.w);
+            // The label follows the box after a blank, or right after it when only that fits.
             Mnemonic m = ParseMnemonic(c.text);
-            int room = std::max(0, LabelRoom(outer, index, 4 + (int)m.text.size()) - 4);
-            DrawMnemonicText(canvas, r.x + 4, r.y, m, room, focused ? Style::ButtonFocused : text);
+            int length = (int)m.text.size();
+            int room = LabelRoom(outer, index, 4 + length);
+            int gap = room < 4 + length && room >= 3 + length ? 0 : 1;
+            DrawMnemonicText(canvas, r.x + 3 + gap, r.y, m, std::max(0, room - 3 - gap),
+                             focused ? Style::ButtonFocused : text);
             break;
         }
         case ControlKind::Button: {
