@@ -170,7 +170,8 @@ class Sizes(unittest.TestCase):
         self.assertEqual(screen[1][79], "▲")
         self.assertEqual(screen[21][79], "▼")
         self.assertEqual(screen[22][:2], "◄█")
-        self.assertTrue(screen[23].startswith(" Korvel "))
+        self.assertTrue(screen[23].startswith(" Korvel "))  # the window title, also the terminal's
+        self.assertEqual(s.title(), "Korvel")
         s.type("0123456789abcdef")
         s.keys("C-Right")  # 79 columns shown: eight columns fit in the range 0..41
         s.wait_for(lambda _: s.screen()[1].startswith("89abcdef"), what="the view eight columns on")
