@@ -61,7 +61,9 @@ void NamePipeFiles(int ch, int16_t number, PipeFiles& files, char (&pipeName)[13
     const char* home = Settings.Server.HomeDir;
     snprintf(files.output, sizeof files.output, "%s%cch%d_%02d", home, kDirSep, ch, number);
     snprintf(files.request, sizeof files.request, "%s%cch%d_%02d.url", home, kDirSep, ch, number);
-    snprintf(pipeName, sizeof pipeName, "ch%d_%02d.tok", ch, number);
+    char name[32];
+    snprintf(name, sizeof name, "ch%d_%02d.tok", ch, number);
+    CopyText(pipeName, name);
     HomePath(files.token, pipeName);
 }
 
