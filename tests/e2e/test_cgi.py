@@ -264,6 +264,14 @@ class ProgramLimit(CgiTest):
         self.assertLess(out.rindex(delaying), out.index("\nSending file <0> %s/ch0_01 ...\n" % self.site))
         self.assertLess(out.index("\nSending file <0>"), out.index("Executing <1>"))
 
+    def test_with_cgimax_0_a_call_stays_delayed_until_its_channel_times_out(self):
+        k, port = self.serve(self.MAP.format(self.progs, 0), server={"SendingTimeout": 2}, cgi={"CGIMax": 0})
+        self.assertEqual(http_get(port, b"GET /cgi-dosquick?b HTTP/1.0\r\n\r\n", timeout=15), b"")
+        out = k.wait_for("Remote Client <0> Logout").decode("latin-1")
+        self.assertGreaterEqual(out.count("Delaying <0> [%s/answer.sh %s/ch0_01 b] ...\n" % (self.progs, self.site)), 2)
+        self.assertNotIn("Executing", out)
+        self.assertEqual(self.site_file("ch0_01.tok"), b"")
+
     def leave_during_a_slow_call(self, synchro, delay):
         """A client asks for the slow program and leaves while it runs."""
         k, port = self.serve(self.MAP.format(self.progs, delay), server={"SendingTimeout": 20, "LeavingTimeout": 1},
