@@ -116,7 +116,7 @@ class CgiTest(unittest.TestCase):
 
 
 class WaitedCalls(CgiTest):
-    def test_the_worked_example_on_channel_2_with_pipe_counter_6(self):
+    def test_a_mail_call_on_channel_2_after_six_waited_calls(self):
         # The program is named the DOS way: the drive is dropped and '\' is a separator.
         mail = self.prog("mail.bat")
         shutil.copy(self.prog("answer.sh"), mail)

@@ -34,8 +34,8 @@ using testing_support::TempDir;
 namespace {
 
 const char kNoSocket[] = "CloseSocket, socket == INVALID_SOCKET\n";
-const char kExampleLine[] = "GET /cgi-dosmail?to=bob&text=hi+there HTTP/1.0\r\n";
-const char kExampleCall[] = "cgi-dosmail to bob text hi there";
+const char kMailLine[] = "GET /cgi-dosmail?to=bob&text=hi+there HTTP/1.0\r\n";
+const char kMailCall[] = "cgi-dosmail to bob text hi there";
 
 bool WaitUntil(const std::function<bool()>& done) {
     for (int i = 0; i < 500 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -109,12 +109,12 @@ protected:
 
 // The request steps.
 
-TEST_F(CgiTest, TheWorkedExampleBuildsItsCommandLineAndPipeFiles) {
+TEST_F(CgiTest, AMailCallOnChannel2BuildsItsCommandLineAndPipeFiles) {
     Map("cgi-dosmail y h c:\\bin\\mail.bat -q\n");
     PipeCounter = 6;
     Waiting(2);
     Channels[2].RequestFlags = kRequestSeen;
-    ASSERT_TRUE(CgiRequestLine(MainWindow, 2, kExampleCall, kExampleLine));
+    ASSERT_TRUE(CgiRequestLine(MainWindow, 2, kMailCall, kMailLine));
 
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosmail to bob text hi there\n");
     EXPECT_STREQ(CgiCommand[2], "c:\\bin\\mail.bat korvel/ch2_07 -q to bob text hi there");
@@ -128,7 +128,7 @@ TEST_F(CgiTest, TheWorkedExampleBuildsItsCommandLineAndPipeFiles) {
     ASSERT_NE(Channels[2].SendFile, nullptr) << "the .url file stays open for the header lines";
     fclose(Channels[2].SendFile);
     Channels[2].SendFile = nullptr;
-    EXPECT_EQ(dir.Read("korvel/ch2_07.url"), kExampleLine);
+    EXPECT_EQ(dir.Read("korvel/ch2_07.url"), kMailLine);
 }
 
 TEST_F(CgiTest, AWholeRequestStartsTheProgramThroughItsDosPath) {
@@ -139,7 +139,7 @@ TEST_F(CgiTest, AWholeRequestStartsTheProgramThroughItsDosPath) {
         if (c == '/') c = '\\';
     Map("cgi-dosmail y h " + dosProgram + " -q\n");
     Waiting(2);
-    Lines(2, {kExampleLine, "Host: here\r\n", "Accept: */*\r\n"});
+    Lines(2, {kMailLine, "Host: here\r\n", "Accept: */*\r\n"});
     EXPECT_EQ(Channels[2].State, kWaiting) << "nothing starts before the blank line";
     frontEnd.printed.clear();
     Lines(2, {"\r\n"});
@@ -149,7 +149,7 @@ TEST_F(CgiTest, AWholeRequestStartsTheProgramThroughItsDosPath) {
     EXPECT_EQ(Channels[2].CgiState, kPipeCgi);
     EXPECT_EQ(Channels[2].RequestFlags, 0);
     EXPECT_EQ(Channels[2].SendFile, nullptr) << "the .url file is closed before the program starts";
-    EXPECT_EQ(dir.Read("korvel/ch2_01.url"), std::string(kExampleLine) + "Host: here\r\nAccept: */*\r\n\r\n");
+    EXPECT_EQ(dir.Read("korvel/ch2_01.url"), std::string(kMailLine) + "Host: here\r\nAccept: */*\r\n\r\n");
     ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args") && dir.Read("korvel/ch2_01") == "page\n"; }));
     EXPECT_EQ(dir.Read("args"), "korvel/ch2_01\n-q\nto\nbob\ntext\nhi\nthere\n");
 }
@@ -342,29 +342,6 @@ TEST_F(LaunchTest, AWaitedProgramThatStartsLeavesTheChannelSending) {
     EXPECT_EQ(Channels[2].StateTime, 1800000000u);
     ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args"); }));
     EXPECT_EQ(dir.Read("args"), "korvel/ch2_03\nx\n");
-}
-
-TEST_F(LaunchTest, AProgramNotWaitedForIsAnsweredWithTheAcknowledgement) {
-    std::string program = Program();
-    snprintf(CgiCommand[2], sizeof CgiCommand[2], "%s y", program.c_str());
-    CgiWait[2] = 0;
-    EXPECT_EQ(CGILauch(MainWindow, 2), 0);
-    EXPECT_EQ(frontEnd.printed, "Executing <2> [" + program + " y] ...\n");
-    EXPECT_STREQ(SendPath[2], "korvel/stdack.htm");
-    EXPECT_EQ(Channels[2].CgiState, kImmediatePage);
-    EXPECT_EQ(Channels[2].State, kWaiting);
-    ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args"); }));
-    EXPECT_EQ(dir.Read("args"), "y\n");
-}
-
-TEST_F(LaunchTest, AProgramThatCannotStartIsAnsweredWithTheCgiErrorPage) {
-    strcpy(CgiCommand[2], "c:\\no\\such\\program korvel/ch2_03");
-    EXPECT_EQ(CGILauch(MainWindow, 2), 0);
-    EXPECT_EQ(frontEnd.printed,
-              "Executing <2> [c:\\no\\such\\program korvel/ch2_03] ...\nCGILauch, WinExec error [2]\n");
-    EXPECT_STREQ(SendPath[2], "korvel/cgierr.htm");
-    EXPECT_EQ(Channels[2].CgiState, kImmediatePage);
-    EXPECT_EQ(Channels[2].State, kWaiting);
 }
 
 // CGICheck, CloseChannel and LeavingCheck: a leaving channel whose program runs.
