@@ -1,6 +1,6 @@
 // Interim definitions for the parts of the program that are still being built (the ping
-// engine, the web grabber, the CGI gateway, the settings dialogs). Each says so on the
-// console. This file shrinks as those parts land and then goes away.
+// engine, the web grabber and its URL Browser). Each says so on the console. This file
+// shrinks as those parts land and then goes away.
 
 #include "channel/channel.h"
 #include "grabber/crawl.h"
@@ -10,8 +10,6 @@
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
 #include "platform/messages.h"
-#include "server/cgi.h"
-#include "server/request.h"
 #include "settings/settings.h"
 #include "shell/print.h"
 #include "shell/shell.h"
@@ -32,14 +30,6 @@ int16_t RetryFetch(int) { return 0; }
 void FetchComplete(HWND, int) {}
 CrawlResult CrawlStep(HWND) { return CrawlResult::Ended; }
 void ReleaseLinkLists() {}
-
-bool CgiRequestLine(HWND window, int ch, const char*, const char*) {
-    Print(window, "The CGI gateway is not part of this build yet\n");
-    HomePath(SendPath[ch], "stder.htm");
-    return true;
-}
-int16_t CGILauch(HWND, int) { return 0; }
-int16_t CGICheck(HWND, int) { return 1; }
 
 namespace ping {
 int16_t CloseICMP() { return 1; }
