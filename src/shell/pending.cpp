@@ -41,17 +41,6 @@ bool CgiRequestLine(HWND window, int ch, const char*, const char*) {
 int16_t CGILauch(HWND, int) { return 0; }
 int16_t CGICheck(HWND, int) { return 1; }
 
-namespace ping {
-int16_t CloseICMP() { return 1; }
-int16_t ICMPRead(HWND) { return 0; }
-void ICMPCheck() {}
-}  // namespace ping
-int16_t IcmpBox() {
-    Print(MainWindow, "Ping is not part of this build yet\n");
-    return 0;
-}
-INT_PTR PingDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
-
 INT_PTR ConfigurationDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
 INT_PTR ServerDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
 INT_PTR ClientDlgProc(HWND, UINT, WPARAM, LPARAM) { return FALSE; }

@@ -28,6 +28,7 @@ const MenuTemplate kMainMenu = {
 
 const DialogTemplate* const kDialogs[] = {
     &kStatisticsTemplate,
+    &kPingDialogTemplate,
 };
 
 }  // namespace
