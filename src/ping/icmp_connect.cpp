@@ -24,10 +24,10 @@ void FailConnect(HWND window, const char* text) {
     MessageBoxA(window, text, "korvel", MB_OK);
 }
 
-// The name service of the system reads many address texts by itself ("1.2.3" as 1.2.0.3),
-// while the lookup this program was written against resolves names only, so every dotted text
-// went through DottedAddress. Texts made of digits, dots and blanks are therefore never looked
-// up, which also keeps them off the DNS.
+// Winsock's gethostbyname resolves names only, so every dotted text goes through DottedAddress;
+// the system's resolver would read many of them itself, differently ("1.2.3" as 1.2.0.3).
+// Texts made of digits, dots and blanks are therefore never looked up, which also keeps them
+// off the DNS.
 bool LooksLikeAddress(const char* text) {
     if (*text == '\0') return false;
     for (; *text; ++text)

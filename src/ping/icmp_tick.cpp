@@ -49,7 +49,7 @@ bool Waited() {
     if (PingVisible) {
         DlgPrintf(PingDialog, kReplyField, 0, "%s", "");
         // One more than the count: the echo about to be sent is counted already.
-        DlgPrintf(PingDialog, kMessageField, 0, "Timeout, Sent=%lu", (unsigned long)PingSent + 1);
+        DlgPrintf(PingDialog, kMessageField, 0, "Timeout, Sent=%lu", (unsigned long)(PingSent + 1u));
     }
     --RetriesLeft;
     if (RetriesLeft < 1) {
