@@ -7,7 +7,6 @@
 
 #include "ping/icmp.h"
 #include "ping/ping_fixture.h"
-#include "platform/messages.h"
 #include "shell/shell.h"
 
 namespace {
@@ -127,21 +126,6 @@ TEST_F(Tick, ANegativeTimeoutRunsOutAtTheFirstTick) {
     EXPECT_EQ(Field(126), "Timeout, Sent=2");
     EXPECT_EQ(Field(123), "-25536");
     EXPECT_EQ(Sequences(), (std::vector<int>{0, 1}));
-}
-
-TEST_F(Tick, TheTitleBlinksOnlyDuringAnAutomaticRun) {
-    SetWindowTextA(MainWindow, "Korvel");
-    StartRun(0, 3);
-    ping::ICMPCheck();
-    ping::ICMPCheck();
-    EXPECT_EQ(Title(), "Korvel");
-    ping::PingAuto = 1;
-    ping::ICMPCheck();
-    ping::ICMPCheck();
-    EXPECT_EQ(Title(), "127.0.0.1 timeout");
-    // Closing the socket puts the title back.
-    ping::CloseICMP();
-    EXPECT_EQ(Title(), "Korvel");
 }
 
 TEST_F(Tick, ASendWithAnUnexpectedStateIsReportedAndMadeAnyway) {
