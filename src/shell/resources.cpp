@@ -27,8 +27,8 @@ const MenuTemplate kMainMenu = {
 };
 
 const DialogTemplate* const kDialogs[] = {
-    &kConfigurationTemplate, &kServerTemplate, &kClientTemplate, &kStatisticsTemplate,
-    &kEditCommandTemplate,   &kUrlTemplate,    &kSaveOptionsTemplate,
+    &kConfigurationTemplate, &kServerTemplate,      &kClientTemplate,      &kStatisticsTemplate,
+    &kEditCommandTemplate,   &kUrlTemplate,         &kSaveOptionsTemplate, &kPingDialogTemplate,
 };
 
 }  // namespace
