@@ -20,7 +20,7 @@ using testing_support::ShellTest;
 
 constexpr time_t kNow = 1800000000;
 
-class Tick : public ShellTest {
+class ChannelTimeLimits : public ShellTest {
 protected:
     void SetUp() override {
         ShellTest::SetUp();
@@ -51,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(Tick, WithoutTimeoutsAWaitingChannelIsPolledEverySecondForEver) {
+TEST_F(ChannelTimeLimits, WithoutTimeoutsAWaitingChannelIsPolledEverySecondForEver) {
     Settings.Server.ServerMode &= ~EnableTimeout;
     Take(0, kWaiting, 10000, 10000);
     for (int i = 0; i < 3; ++i) ChannelTick();
@@ -62,7 +62,7 @@ TEST_F(Tick, WithoutTimeoutsAWaitingChannelIsPolledEverySecondForEver) {
     EXPECT_EQ(Channels[1].State, kWaiting) << "a connect that never completes stays PreWait";
 }
 
-TEST_F(Tick, TheWaitingLimitIsASixteenBitDifference) {
+TEST_F(ChannelTimeLimits, TheWaitingLimitIsASixteenBitDifference) {
     Take(0, kWaiting, 59, 10);
     ChannelTick();
     EXPECT_EQ(Channels[0].State, kWaiting);
@@ -75,7 +75,7 @@ TEST_F(Tick, TheWaitingLimitIsASixteenBitDifference) {
     EXPECT_EQ(Channels[1].State, kWaiting) << "the difference wraps negative past 32767 s";
 }
 
-TEST_F(Tick, AConnectThatDoesNotCompleteIsGivenUpAfterThePreWaitingTime) {
+TEST_F(ChannelTimeLimits, AConnectThatDoesNotCompleteIsGivenUpAfterThePreWaitingTime) {
     Take(0, kWaiting, 0, 29, 0);
     ChannelTick();
     EXPECT_EQ(Channels[0].State, kWaiting);
@@ -85,14 +85,14 @@ TEST_F(Tick, AConnectThatDoesNotCompleteIsGivenUpAfterThePreWaitingTime) {
     EXPECT_NE(frontEnd.printed.find("Remote Client <0> Logout"), std::string::npos);
 }
 
-TEST_F(Tick, EveryConnectionEndsAtTheConnectionTimeoutHoweverBusy) {
+TEST_F(ChannelTimeLimits, EveryConnectionEndsAtTheConnectionTimeoutHoweverBusy) {
     Channel& c = Take(0, kSending, 0, 120);
     c.TxCount = 0;
     ChannelTick();
     EXPECT_EQ(Channels[0].State, kFree) << "CloseChannel, then FD_CLOSE frees the leaving slot";
 }
 
-TEST_F(Tick, ALeavingChannelWhoseProgramRunsWaitsTheSendingTime) {
+TEST_F(ChannelTimeLimits, ALeavingChannelWhoseProgramRunsWaitsTheSendingTime) {
     Settings.CGI.CGISynchro = 1;
     Channel& c = Take(0, kLeaving, 10);
     c.CgiState = kPipeCgi;
@@ -103,7 +103,7 @@ TEST_F(Tick, ALeavingChannelWhoseProgramRunsWaitsTheSendingTime) {
     EXPECT_EQ(Channels[0].State, kFree);
 }
 
-TEST_F(Tick, LeavingChannelsExpireEvenWithoutTimeouts) {
+TEST_F(ChannelTimeLimits, LeavingChannelsExpireEvenWithoutTimeouts) {
     Settings.Server.ServerMode &= ~EnableTimeout;
     Take(0, kLeaving, 1);
     ChannelTick();
@@ -113,21 +113,21 @@ TEST_F(Tick, LeavingChannelsExpireEvenWithoutTimeouts) {
     EXPECT_EQ(Channels[0].State, kFree);
 }
 
-TEST_F(Tick, WithNoLeavingTimeAClosedChannelIsFreeAtOnce) {
+TEST_F(ChannelTimeLimits, WithNoLeavingTimeAClosedChannelIsFreeAtOnce) {
     Settings.Server.LeavingTimeout = 0;
     Take(0, kWaiting, 0);
     CloseChannel(0);
     EXPECT_EQ(Channels[0].State, kFree);
 }
 
-TEST_F(Tick, ChannelsBeyondTheChannelsInUseAreNeverTouched) {
+TEST_F(ChannelTimeLimits, ChannelsBeyondTheChannelsInUseAreNeverTouched) {
     Settings.Server.HowManyClients = 3;
     Take(3, kLeaving, 1000);
     ChannelTick();
     EXPECT_EQ(Channels[3].State, kLeaving);
 }
 
-TEST_F(Tick, ThePurgingLimitClosesAChannelThatCannotBeDrained) {
+TEST_F(ChannelTimeLimits, ThePurgingLimitClosesAChannelThatCannotBeDrained) {
     Take(0, kPurging, 59);
     ChannelTick();
     EXPECT_EQ(Channels[0].State, kPurging);
@@ -137,10 +137,10 @@ TEST_F(Tick, ThePurgingLimitClosesAChannelThatCannotBeDrained) {
     EXPECT_EQ(Channels[0].State, kLeaving);
 }
 
-class Progress : public Tick {
+class Progress : public ChannelTimeLimits {
 protected:
     void SetUp() override {
-        Tick::SetUp();
+        ChannelTimeLimits::SetUp();
         memset(&TheFetch, 0, sizeof TheFetch);
         TheFetch.Status = 200;
         TheFetch.HeaderBytes = 100;
