@@ -95,7 +95,10 @@ bool TakeLine(const char* line, int16_t length, int number) {
         return true;
     }
     char opener[kTagWordSize];
-    snprintf(opener, sizeof opener, "%s ", tag);
+    size_t tagLength = strlen(tag);
+    memcpy(opener, tag, tagLength);
+    opener[tagLength] = ' ';
+    opener[tagLength + 1] = '\0';
     Add(*table, opener, attribute, commentOut);
     return true;
 }
