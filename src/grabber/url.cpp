@@ -10,7 +10,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "settings/settings.h"
 #include "shell/print.h"
@@ -33,13 +32,15 @@ void CopyCut(char* field, size_t size, const char* text, size_t length) {
     field[length] = '\0';
 }
 
-void TooLarge(const char* what) { Print(MainWindow, "URL_Analyser, %s name is too large ...\n", what); }
+void HostTooLarge() { Print(MainWindow, "URL_Analyser, host name is too large ...\n"); }
+void FileTooLarge() { Print(MainWindow, "URL_Analyser, file name is too large ...\n"); }
+void BaseTooLarge() { Print(MainWindow, "URL_Analyser, base name is too large ...\n"); }
 
 // The host of an absolute URL: url[p..h). A ':' in it ends the name and starts the port,
 // which a text that does not scan leaves at 80.
 bool ReadHost(const char* url, int p, int h, char* host, int16_t& port) {
     if (h - p >= kHostLimit) {
-        TooLarge("host");
+        HostTooLarge();
         return false;
     }
     CopyCut(host, kUrlHostSize, url + p, (size_t)(h - p));
@@ -61,20 +62,20 @@ int LastSlash(const char* url, int len, int p) {
 int16_t WithFile(const char* url, int len, int p, int h, int s, Form form, bool absolute, char* file, char* base,
                  const char* refBase) {
     if (len - (s + 1) >= kNameLimit) {
-        TooLarge("file");
+        FileTooLarge();
         return 0;
     }
     CopyCut(file, kUrlFileSize, url + s + 1, (size_t)(len - s - 1));
     if (form == kAbsolute) {
         if (s - h + 1 >= kNameLimit) {
-            TooLarge("base");
+            BaseTooLarge();
             return 0;
         }
         CopyCut(base, kUrlBaseSize, url + h, (size_t)(s - h + 1));
         return 1;
     }
     if (s - p + 1 >= kNameLimit - 1) {
-        TooLarge("base");
+        BaseTooLarge();
         return 0;
     }
     base[0] = '/';
@@ -92,7 +93,7 @@ int16_t WithoutFile(const char* url, int len, int p, int h, int s, Form form, bo
             return 1;
         }
         if (len - h >= kNameLimit) {
-            TooLarge("base");
+            BaseTooLarge();
             return 0;
         }
         CopyCut(base, kUrlBaseSize, url + h, (size_t)(len - h));
@@ -114,21 +115,21 @@ int16_t WithoutFile(const char* url, int len, int p, int h, int s, Form form, bo
     strcpy(base, "/");
     if (len - p == 1) return 1;
     if (len - p >= kNameLimit) {
-        TooLarge("base");
+        BaseTooLarge();
         return 0;
     }
     CopyCut(base + 1, kUrlBaseSize - 1, url + p, (size_t)(len - p));
     return absolute ? 1 : BaseCheck(base, refBase);
 }
 
-// Joins a base of four characters or more that begins with "/." to refBase, resolving its
-// leading "../" groups against refBase's levels. False when the join is refused.
-bool JoinLevels(const char* base, const char* refBase, std::string& joined) {
+// Joins a base of four characters or more that begins with "/." to refBase into joined,
+// resolving its leading "../" groups against refBase's levels. False when the join is refused.
+bool JoinLevels(const char* base, const char* refBase, char (&joined)[kUrlBaseSize]) {
     int b = (int)strlen(base);
     int groups = 0;
     for (int at = 1; at <= b - 3 && base[at] == '.' && base[at + 1] == '.' && base[at + 2] == '/'; at += 3) ++groups;
     if (groups == 0) {
-        joined = std::string(refBase) + (base + 1);
+        snprintf(joined, sizeof joined, "%s%s", refBase, base + 1);
         return true;
     }
     int slashes = 0;
@@ -142,10 +143,10 @@ bool JoinLevels(const char* base, const char* refBase, std::string& joined) {
     // refBase up to (not including) its keep-th '/', then base from the '/' that closed the
     // last "../" group.
     int seen = 0;
-    size_t cut = 0;
+    int cut = 0;
     for (; refBase[cut]; ++cut)
         if (refBase[cut] == '/' && ++seen == keep) break;
-    joined = std::string(refBase, cut) + (base + 3 * groups);
+    snprintf(joined, sizeof joined, "%.*s%s", cut, refBase, base + 3 * groups);
     return true;
 }
 
@@ -212,19 +213,18 @@ int16_t BaseCheck(char* base, const char* refBase) {
         Print(MainWindow, "BaseCheck, base is greater than %d\n", kBaseJoinLimit);
         return 0;
     }
-    std::string joined;
+    // The joined base is at most 206 characters: both parts together are shorter than 207.
+    char joined[kUrlBaseSize];
     if (b <= 1) {
-        joined = refBase;
-    } else if (base[1] != '.' || b <= 2) {
-        joined = std::string(refBase) + (base + 1);
+        snprintf(joined, sizeof joined, "%s", refBase);
+    } else if (base[1] != '.' || b <= 2 || (base[2] != '/' && b == 3)) {
+        snprintf(joined, sizeof joined, "%s%s", refBase, base + 1);
     } else if (base[2] == '/') {
-        joined = std::string(refBase) + (base + 3);  // a leading "./" step
-    } else if (b == 3) {
-        joined = std::string(refBase) + (base + 1);
+        snprintf(joined, sizeof joined, "%s%s", refBase, base + 3);  // a leading "./" step
     } else if (!JoinLevels(base, refBase, joined)) {
         return 0;
     }
-    CopyCut(base, kUrlBaseSize, joined.c_str(), joined.size());
+    memcpy(base, joined, strlen(joined) + 1);
     return 1;
 }
 

@@ -1,5 +1,5 @@
 // Whole grabs inside the program's own message loop, over real loopback sockets: the shown and
-// saved single documents, LEVEL_N with its phases in order, retries, STOP, and a start page on
+// saved single documents, LEVEL_N with its phases in order, STOP, and a start page on
 // this PC's disk whose crawl runs nested inside OpenClient.
 
 #include <gtest/gtest.h>
@@ -24,7 +24,6 @@
 namespace {
 
 using grab_testing::GrabTest;
-using grab_testing::RefusedPort;
 using grab_testing::SiteServer;
 using testing_support::ReadFile;
 using testing_support::TempDir;
@@ -143,20 +142,6 @@ TEST_F(GrabSession, LevelOneFetchesPagesAndImagesInOrderThenClosesTheLevel) {
     EXPECT_EQ(ReadFile(HomeFile("05j.gif")), "GIF-j");
     EXPECT_EQ(Count(ReadFile(HomeFile("kvdir.htm")), " File_OK"), 5u);
     EXPECT_EQ(PageList.file, nullptr) << "the lists are released at the end";
-}
-
-TEST_F(GrabSession, RefusedConnectionsAreRetriedThenTheGrabEnds) {
-    RefusedPort refused;
-    Settings.Url.Retry = 2;
-    std::string url = "http://127.0.0.1:" + std::to_string(refused.port()) + "/x.htm";
-    ASSERT_EQ(StartFetch(kFetchBinary, url.c_str(), ""), 1) << "the connect is under way";
-    ASSERT_TRUE(RunUntil("* End Of URL*"));
-    const std::string& out = frontEnd.printed;
-    ExpectInOrder(out, {"WSAGETSELECTERROR 274D0010 !!!\n", "URL Retry n\xB0" "1...\n",
-                        "WSAGETSELECTERROR 274D0010 !!!\n", "URL Retry n\xB0" "2...\n",
-                        "WSAGETSELECTERROR 274D0010 !!!\n", "0 bytes received, 0 bytes sent\n"});
-    EXPECT_EQ(Count(out, "URL Retry"), 2u);
-    EXPECT_EQ(Count(out, "\nConnecting Local Client <0>"), 3u);
 }
 
 TEST_F(GrabSession, StopDuringAnImageStillReportsItAndEndsWithTheBanner) {

@@ -132,8 +132,4 @@ void SiteServer::Handle(int fd) {
     }
 }
 
-RefusedPort::RefusedPort() { fd_ = BoundSocket(&port_); }
-
-RefusedPort::~RefusedPort() { close(fd_); }
-
 }  // namespace grab_testing

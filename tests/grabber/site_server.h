@@ -47,16 +47,4 @@ private:
     std::thread thread_;
 };
 
-// A port on 127.0.0.1 where connections are refused, kept so while the object lives.
-class RefusedPort {
-public:
-    RefusedPort();
-    ~RefusedPort();
-    uint16_t port() const { return port_; }
-
-private:
-    int fd_ = -1;
-    uint16_t port_ = 0;
-};
-
 }  // namespace grab_testing
