@@ -111,7 +111,7 @@ def main():
     here = os.path.dirname(os.path.abspath(__file__))
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--korvel", default=os.path.join(here, "..", "build", "korvel"))
-    parser.add_argument("--runs", type=int, default=3, help="runs of each tool; the best is printed")
+    parser.add_argument("--runs", type=int, default=5, help="runs of each tool; the best is printed")
     args = parser.parse_args()
     if not os.access(args.korvel, os.X_OK):
         sys.exit("no korvel binary at %s (build it first, or give --korvel)" % args.korvel)
