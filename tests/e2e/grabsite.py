@@ -119,11 +119,18 @@ def korvel_server(root, standard=1, extra=None):
                 "Standard": {"Server": standard}}
     for section, keys in (extra or {}).items():
         settings.setdefault(section, {}).update(keys)
-    k = Korvel(["-server"], settings=settings)
-    with open(os.path.join(k.dir, "tag.map"), "w") as f:
-        f.write(TAG_MAP)
+    k = Korvel(["-server"], settings=settings, workdir=quiet_workdir())
+    k.own_dir = True  # removed with the process
     k.wait_for("Server is ready on port %d\n" % port)
     return k, port
+
+
+def quiet_workdir(directory=None):
+    """A working directory for korvel with a tag.map in it, written before the program starts."""
+    directory = directory or tempfile.mkdtemp(prefix="kg-work-")
+    with open(os.path.join(directory, "tag.map"), "w") as f:
+        f.write(TAG_MAP)
+    return directory
 
 
 class Grab:
@@ -138,10 +145,13 @@ class Grab:
         settings["Url"].update(url_settings or {})
         for section, keys in (extra or {}).items():
             settings.setdefault(section, {}).update(keys)
-        self.korvel = Korvel(words, settings=settings, workdir=workdir)
-        with open(os.path.join(self.korvel.dir, "tag.map"), "w") as f:
-            f.write(TAG_MAP)
-        self.code = self.korvel.wait_exit(timeout) if wait else None
+        self.korvel = Korvel(words, settings=settings, workdir=quiet_workdir(workdir))
+        self.korvel.own_dir = workdir is None
+        try:
+            self.code = self.korvel.wait_exit(timeout) if wait else None
+        except BaseException:
+            self.close()
+            raise
         self.out = self.korvel.out
 
     def file(self, name):
