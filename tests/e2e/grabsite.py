@@ -174,6 +174,15 @@ class Grab:
         shutil.rmtree(self.home, True)
 
 
+def run_grab(test, words, **kwargs):
+    """A grab for a unittest.TestCase: it must end by itself, with exit code 0 and the banner."""
+    g = Grab(words, **kwargs)
+    test.addCleanup(g.close)
+    test.assertEqual(g.code, 0, g.out[-3000:].decode("latin-1"))
+    test.assertIn(BANNER, g.out)
+    return g
+
+
 class LinkParser(html.parser.HTMLParser):
     LINKS = {("a", "href"), ("area", "href"), ("img", "src"), ("body", "background"), ("input", "src")}
 

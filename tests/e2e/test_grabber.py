@@ -7,7 +7,7 @@ import shutil
 import tempfile
 import unittest
 
-from grabsite import (BANNER, Grab, PythonServer, korvel_server, links_of, port_text, report_documents,
+from grabsite import (BANNER, Grab, PythonServer, korvel_server, links_of, port_text, report_documents, run_grab,
                       write_files)
 
 LOGO = bytes(range(256)) * 3
@@ -41,10 +41,7 @@ class GrabTest(unittest.TestCase):
         return server
 
     def grab(self, words, **kwargs):
-        g = Grab(words, **kwargs)
-        self.addCleanup(g.close)
-        self.assertEqual(g.code, 0, g.out.decode("latin-1"))
-        self.assertIn(BANNER, g.out)
+        g = run_grab(self, words, **kwargs)
         self.assertTrue(g.out.endswith(b"*************\n\nServer is closed\n"), g.out[-300:])
         return g
 

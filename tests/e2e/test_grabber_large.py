@@ -7,7 +7,7 @@ import shutil
 import tempfile
 import unittest
 
-from grabsite import BANNER, Grab, PythonServer, links_of, port_text, report_documents, write_files
+from grabsite import PythonServer, links_of, port_text, report_documents, run_grab, write_files
 
 SECTIONS = 10
 LEAVES_PER_SECTION = 11
@@ -56,9 +56,7 @@ class LargeSite(unittest.TestCase):
         server = PythonServer(root)
         self.addCleanup(server.close)
 
-        g = Grab(["-o", "3", "-u", server.url("/index.htm")], timeout=240)
-        self.addCleanup(g.close)
-        self.assertEqual(g.code, 0)
+        g = run_grab(self, ["-o", "3", "-u", server.url("/index.htm")], timeout=240)
         self.assertTrue(g.out.endswith(b"*************\n* End Of URL* Reference= 01index.htm\n*************\n"
                                        b"\nServer is closed\n"), g.out[-400:])
 

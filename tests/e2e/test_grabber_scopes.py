@@ -5,7 +5,7 @@ import shutil
 import tempfile
 import unittest
 
-from grabsite import BANNER, Grab, OriginServer, PythonServer, port_text, write_files
+from grabsite import OriginServer, PythonServer, port_text, run_grab, write_files
 from korvel import Korvel, free_port
 
 # The start page lives in /a/; its links go to the same directory, below it, above it, and to
@@ -29,11 +29,7 @@ class ScopeTest(unittest.TestCase):
         write_files(self.root, {name: text.replace("{port}", str(self.server.port)) for name, text in files.items()})
 
     def grab(self, words, **kwargs):
-        g = Grab(words, **kwargs)
-        self.addCleanup(g.close)
-        self.assertEqual(g.code, 0, g.out.decode("latin-1"))
-        self.assertIn(BANNER, g.out)
-        return g
+        return run_grab(self, words, **kwargs)
 
 
 class Scopes(ScopeTest):
