@@ -144,6 +144,21 @@ TEST_F(GrabSession, LevelOneFetchesPagesAndImagesInOrderThenClosesTheLevel) {
     EXPECT_EQ(PageList.file, nullptr) << "the lists are released at the end";
 }
 
+TEST_F(GrabSession, OnceTheImageLimitIsReachedAPageTakesWhatTheWorkFileLastHeld) {
+    site.Serve("/index.htm", SiteServer::Http10("<a href=a.htm>a</a><img src=i.gif> tail"));
+    site.Serve("/a.htm", SiteServer::Http10("<p>page a</p><img src=j.gif>"));
+    site.Serve("/i.gif", SiteServer::Http10("GIF-i", "image/gif"));
+    Settings.Url.MaxIMG = 1;
+    Levels = 1;
+    ASSERT_EQ(StartFetch(kFetchLevels, Url("/index.htm").c_str(), ""), 1);
+    ASSERT_TRUE(RunUntil("* End Of URL*"));
+    EXPECT_EQ(ReadFile(HomeFile("01index.htm")), "<a href=\"02a.htm\">a</a><img src=\"03i.gif\"");
+    // The image pass of a.htm wrote nothing, so a.htm took the start page's head from tmp.txt;
+    // the closing pass then found no page 02a.htm under a.htm's name and made the link absolute.
+    EXPECT_EQ(ReadFile(HomeFile("02a.htm")), "<a href=\"" + WrittenUrl("/02a.htm") + "\">a</a><img src=\"03i.gif\"");
+    EXPECT_EQ(site.Requests().size(), 3u) << "j.gif is never asked for";
+}
+
 TEST_F(GrabSession, StopDuringAnImageStillReportsItAndEndsWithTheBanner) {
     site.Serve("/p.htm", SiteServer::Http10("<img src=big.gif>"));
     site.Serve("/big.gif", "HTTP/1.0 200 OK\r\nContent-Type: image/gif\r\nContent-Length: 1000\r\n\r\n" +
