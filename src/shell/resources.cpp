@@ -2,6 +2,7 @@
 // platform before WinMain runs.
 
 #include "channel/statistics.h"
+#include "grabber/browser.h"
 #include "ping/ping_dialog.h"
 #include "platform/ui.h"
 #include "settings/dialogs.h"
@@ -29,6 +30,7 @@ const MenuTemplate kMainMenu = {
 const DialogTemplate* const kDialogs[] = {
     &kConfigurationTemplate, &kServerTemplate,      &kClientTemplate,      &kStatisticsTemplate,
     &kEditCommandTemplate,   &kUrlTemplate,         &kSaveOptionsTemplate, &kPingDialogTemplate,
+    &kUrlBrowserTemplate,
 };
 
 }  // namespace
