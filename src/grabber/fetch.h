@@ -2,6 +2,7 @@
 // retries and the completion report, and the small file routines of the grabber.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -58,6 +59,16 @@ extern FetchRecord TheFetch;
 extern int16_t GrabActive;   // 1 from StartFetch on; STOP clears it, which stops every retry
 extern int16_t RetriesLeft;  // attempts left for the current document
 
+// The start page of the grab, as the link-scope tests compare with it.
+struct ReferencePage {
+    char base[208];
+    char host[81];
+    int16_t port;
+};
+extern ReferencePage ReferenceUrl;
+extern char ReferenceName[200];  // local name of the start page, shown by the end banner
+extern char HomeBase[208];       // Url.HomeDir and a '/', every backslash turned into '/'
+
 // Start-up: empties the grab's current URL record and its crawl state words.
 void ResetGrabDefaults();
 
@@ -69,9 +80,20 @@ int16_t BuildRequest(UrlRecord record);
 int16_t RetryFetch(int ch);
 void FetchComplete(HWND window, int ch);
 
+// The file routines of the grabber.
+
+// Copies source over target in blocks of 512 bytes; 1, or 0 after a message.
 int16_t CopyFile(const char* source, const char* target);
+// Cuts an open file at its current position: 1 cut (through scratch, then copied over
+// target), 0 nothing to cut, -1 failed. The file is always closed on return.
 int16_t CheckFileEnd(FILE* file, const char* target, const char* scratch);
-char* PathJoin(char* buffer, const char* dir, const char* name);
+// dir, the separator and name, cut to the buffer; returns buffer.
+char* PathJoin(char* buffer, size_t size, const char* dir, const char* name);
+template <size_t N>
+char* PathJoin(char (&buffer)[N], const char* dir, const char* name) {
+    return PathJoin(buffer, N, dir, name);
+}
+// The part of a path after its last slash or backslash; the whole path when there is neither.
 const char* BaseName(const char* path);
 void ToDosSlashes(char* text);
 void ToUnixSlashes(char* text);

@@ -18,6 +18,16 @@ constexpr uint16_t ReplyReceived = 4;
 
 constexpr int kIcmpRxBufferSize = 252;
 constexpr int kPingTextSize = 80;
+constexpr int kIcmpHeaderSize = 8;   // type, code, checksum, tag
+constexpr int kIcmpReadSize = 250;   // most bytes taken from one datagram
+constexpr int kEchoBufferSize = 200; // the packet buffer of a send
+
+// The PING dialog's output fields, which the engine fills while the dialog is shown.
+constexpr int kCountdownField = 123;
+constexpr int kSendField = 124;
+constexpr int kReplyField = 125;
+constexpr int kMessageField = 126;
+constexpr int kRetriesField = 127;
 
 extern SOCKET IcmpSocket;
 extern char PingHost[kPingTextSize];
@@ -57,5 +67,10 @@ uint32_t MakeEchoTag(int16_t dataLength, uint32_t sequence);
 int16_t PurgeSocket(HWND window, SOCKET socket);
 int16_t ICMPRead(HWND window);
 void ICMPCheck();
+
+// Reads a dotted address the forgiving way ConnectICMP falls back on when a host is no name:
+// pieces cut at '.', at blanks and at the end, each read as a number. Returns how many pieces
+// became address bytes (the address is good only when that is 4).
+int16_t DottedAddress(const char* text, uint8_t address[4]);
 
 }  // namespace ping

@@ -2,6 +2,7 @@
 // platform before WinMain runs.
 
 #include "channel/statistics.h"
+#include "grabber/browser.h"
 #include "ping/ping_dialog.h"
 #include "platform/ui.h"
 #include "settings/dialogs.h"
@@ -27,8 +28,9 @@ const MenuTemplate kMainMenu = {
 };
 
 const DialogTemplate* const kDialogs[] = {
-    &kConfigurationTemplate, &kServerTemplate, &kClientTemplate, &kStatisticsTemplate,
-    &kEditCommandTemplate,   &kUrlTemplate,    &kSaveOptionsTemplate,
+    &kConfigurationTemplate, &kServerTemplate,      &kClientTemplate,      &kStatisticsTemplate,
+    &kEditCommandTemplate,   &kUrlTemplate,         &kSaveOptionsTemplate, &kPingDialogTemplate,
+    &kUrlBrowserTemplate,
 };
 
 }  // namespace

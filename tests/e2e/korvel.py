@@ -36,13 +36,15 @@ def ini(sections):
 
 
 class Korvel:
-    def __init__(self, words=(), settings=None, workdir=None, script=None, env=None):
+    def __init__(self, words=(), settings=None, workdir=None, script=None, env=None, prefix=()):
+        """prefix: a command that runs the binary, such as ["ip", "netns", "exec", NAME]; it must
+        exec the binary in its own place, so that signals reach korvel itself."""
         self.own_dir = workdir is None
         self.dir = workdir or tempfile.mkdtemp(prefix="korvel-e2e-")
         if settings is not None:
             with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
                 f.write(ini(settings) if isinstance(settings, dict) else settings)
-        args = [BINARY, "--headless"]
+        args = list(prefix) + [BINARY, "--headless"]
         if script is not None:
             path = os.path.join(self.dir, "script.txt")
             with open(path, "w") as f:

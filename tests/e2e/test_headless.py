@@ -83,6 +83,7 @@ class Scripts(unittest.TestCase):
         return k, k.wait_exit(timeout)
 
     def test_a_script_drives_menus_dialogs_and_the_console(self):
+        port = free_port()
         script = "\n".join([
             "# statistics window: shown, refreshed by its own timer, hidden again",
             "menu 105",
@@ -95,17 +96,20 @@ class Scripts(unittest.TestCase):
             "menu 106",
             "dialog",
             "type hello\\tworld\\r",
-            "menu 102",
-            "waitfor Unable to create DIALOG_1",
+            "# a modal dialog: the Server dialog opens the server",
+            "menu 103",
+            "expect 121 %d" % port,
+            "click 1",
+            "waitfor Server is ready on port %d" % port,
             "quit",
         ])
-        k, code = self.run_script(script, ["-sport", str(free_port())])
+        k, code = self.run_script(script, ["-sport", str(port)])
         self.assertEqual(code, 0, k.err)
         err = k.err.decode("latin-1")
         self.assertIn("DIALOG_4 122 edit 1 0 0 Channels are used\n", err)
         self.assertIn("menu 105 0 Show Statistics\n", err)
         self.assertIn("menu 106 1 Hide Statistics\n", err)
-        self.assertIn(b"Unable to create DIALOG_1 !!! \n", k.out)
+        self.assertTrue(k.out.endswith(b"Server is ready on port %d\n\nServer is closed\n" % port), k.out)
 
     def test_expect_mismatch_exits_4_and_unknown_verbs_exit_2(self):
         k, code = self.run_script("menu 105\ndialog DIALOG_4\nexpect 122 nonsense\n")

@@ -7,6 +7,7 @@
 
 #include "channel/channel.h"
 #include "channel/sockets.h"
+#include "grabber/link_lists.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "settings/dialogs.h"
@@ -247,6 +248,33 @@ TEST_F(Dialogs, UrlDialogVersionIsStoredOnlyByAStart) {
     Pump();
     Click(d, IDCANCEL);
     EXPECT_EQ(Settings.Standard.Url, 0);
+}
+
+// A start reads the edits: the index keeps only the first three characters of its first word,
+// and "N=" is at least 1. The grab goes to a port where nobody listens.
+TEST_F(Dialogs, AStartReadsTheIndexAndTheLevelsByTheirRules) {
+    testing_support::TempDir home;
+    snprintf(Settings.Url.HomeDir, sizeof Settings.Url.HomeDir, "%s", home.path().c_str());
+    struct Typed {
+        const char* index;
+        const char* levels;
+        const char* wantIndex;
+        int16_t wantLevels;
+    };
+    const Typed cases[] = {{"12345", "0", "123", 1}, {"a b", "", "a", 1}, {"", "4", "a", 4}, {"zz", "-3", "zz", 1}};
+    for (const Typed& t : cases) {
+        HWND d = Open("DIALOG_6", UrlDlgProc);
+        Type(d, 121, "127.0.0.1:1/x.htm");
+        Type(d, 134, t.index);
+        Type(d, 129, t.levels);
+        Click(d, 1);
+        EXPECT_STREQ(Index, t.wantIndex) << t.index;
+        EXPECT_EQ(Levels, t.wantLevels) << t.levels;
+        EXPECT_FALSE(IsWindowVisible(d)) << "the grab started, so the dialog closed";
+        CloseAllClients();
+        ReleaseLinkLists();
+        ClientOpen = 0;
+    }
 }
 
 }  // namespace

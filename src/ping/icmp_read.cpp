@@ -1,0 +1,163 @@
+// Reading the ICMP socket: one datagram per call, gathered in RxBuffer until the awaited reply
+// is complete. A reply is matched on its tag word and counted, timed, and shown in the PING
+// dialog. A listener instead prints every message it receives and acknowledges echo replies by
+// sending them back with bit 0 of the tag set.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "ping/icmp.h"
+#include "platform/clock.h"
+#include "platform/ui.h"
+#include "server/timestamp.h"
+#include "shell/print.h"
+#include "shell/shell.h"
+
+namespace ping {
+
+namespace {
+
+constexpr int kLineSize = 160;
+constexpr uint32_t kAcknowledged = 1;  // tag bit set by a listener in its acknowledgement
+
+uint32_t TagOf(const uint8_t* packet) {
+    return (uint32_t)packet[4] | (uint32_t)packet[5] << 8 | (uint32_t)packet[6] << 16 | (uint32_t)packet[7] << 24;
+}
+
+// The tag of what was gathered; a datagram too short to carry one counts as 0.
+uint32_t GatheredTag() { return RxLength >= kIcmpHeaderSize ? TagOf(RxBuffer) : 0; }
+
+// Appends a datagram to RxBuffer, as much as fits, and ends it with a NUL.
+void Gather(const uint8_t* datagram, int length) {
+    int start = std::clamp<int>(RxLength, 0, kIcmpRxBufferSize - 1);
+    int taken = std::min(length, kIcmpRxBufferSize - 1 - start);
+    memcpy(RxBuffer + start, datagram, (size_t)taken);
+    RxLength = (int16_t)(start + taken);
+    RxBuffer[start + taken] = 0;
+}
+
+enum class Match { Drop, Wait, Reply };
+
+// The awaited reply carries the last echo's tag (in page mode perhaps acknowledged), and no
+// echo is answered twice. One that comes in pieces is waited for.
+Match MatchReply() {
+    if (RxLength >= kIcmpHeaderSize) {
+        uint32_t tag = GatheredTag();
+        if (PingPage) tag &= ~kAcknowledged;
+        if (tag != LastTag || PingReceived + 1 > PingSent) {
+            RxLength = 0;
+            return Match::Drop;
+        }
+    }
+    return RxLength < IcmpLength || RxLength < kIcmpHeaderSize ? Match::Wait : Match::Reply;
+}
+
+// Milliseconds since the send. A clock that wrapped in between is answered by negating the
+// send time, which is how the round trip was always computed; the result is then now + send.
+uint32_t RoundTrip() {
+    uint32_t now = timeGetTime();
+    if (now < SendTime) SendTime = 0u - SendTime;
+    return now - SendTime;
+}
+
+const char* ChecksumVerdict() {
+    if (RxLength < kIcmpHeaderSize) return "NOK";
+    uint16_t carried = (uint16_t)(RxBuffer[2] << 8 | RxBuffer[3]);
+    return carried == IcmpChecksum(RxBuffer, PingListen ? RxLength : IcmpLength) ? "OK" : "NOK";
+}
+
+// A listener prints who sent a message and the message, as long as its length says.
+void PrintMessage(HWND window, const uint8_t* sender) {
+    char stamp[kTimeStampSize];
+    TimeStamp(CurrentTime(), stamp);
+    Print(window, "%s, from  %u.%u.%u.%u\n", stamp, sender[0], sender[1], sender[2], sender[3]);
+    char message[kIcmpRxBufferSize];
+    int length = std::min<int>(std::max(RxLength - kIcmpHeaderSize, 0), (int)((GatheredTag() & 0xFFFF) >> 4));
+    memcpy(message, RxBuffer + kIcmpHeaderSize, (size_t)length);
+    message[length] = '\0';
+    Print(window, "%s\n", message);
+}
+
+// The sender shows the reply line and, with Show Echo, the statistics (normal mode) or the
+// text that came back (page mode).
+void ShowReply(char* line, const char* verdict) {
+    RxBuffer[IcmpLength] = 0;
+    size_t used = strlen(line);
+    uint32_t tag = GatheredTag();
+    if (ShowEcho && !PingPage)
+        snprintf(line + used, kLineSize - used, " Checksum=%3s, Length=%02d, Seq=%05u", verdict, RxLength,
+                 (unsigned)(int)(int16_t)(tag & 0xFFFF));
+    else if (ShowEcho)
+        snprintf(line + used, kLineSize - used, "check=%3s length=%02d, seq=%8.8lx", verdict, RxLength,
+                 (unsigned long)tag);
+    DlgPrintf(PingDialog, kReplyField, 0, "%s", line);
+    if (!ShowEcho)
+        DlgPrintf(PingDialog, kMessageField, 0, "%s", "");
+    else if (!PingPage)
+        DlgPrintf(PingDialog, kMessageField, 0, "Sent: %lu, Received: %lu, Lost: %02lu%s, Time_Average %04lu ms",
+                  (unsigned long)PingSent, (unsigned long)PingReceived,
+                  (unsigned long)(100u - (PingReceived * 100u) / PingSent), "%",
+                  (unsigned long)(PingTotalTime / PingReceived));
+    else
+        DlgPrintf(PingDialog, kMessageField, 0, "%s", (const char*)RxBuffer + kIcmpHeaderSize);
+}
+
+// An echo reply is sent back to where it came from with bit 0 of its tag set, once.
+void Acknowledge(const SOCKADDR_IN& sender) {
+    if (RxLength >= kIcmpHeaderSize && RxBuffer[0] == 0 && !(GatheredTag() & kAcknowledged)) {
+        RxBuffer[4] |= kAcknowledged;
+        uint16_t sum = IcmpChecksum(RxBuffer, RxLength);
+        RxBuffer[2] = (uint8_t)(sum >> 8);
+        RxBuffer[3] = (uint8_t)sum;
+        sendto(IcmpSocket, (const char*)RxBuffer, RxLength, 0, (const SOCKADDR*)&sender, sizeof sender);
+    }
+    RxLength = 0;
+}
+
+}  // namespace
+
+int16_t ICMPRead(HWND window) {
+    if (IcmpSocket == INVALID_SOCKET) return 0;
+    uint8_t datagram[kIcmpReadSize];
+    SOCKADDR_IN sender{};
+    int senderLength = sizeof sender;
+    int received = recvfrom(IcmpSocket, (char*)datagram, kIcmpReadSize, 0, (SOCKADDR*)&sender, &senderLength);
+    if (received == SOCKET_ERROR) {
+        int error = WSAGetLastError();
+        if (error != WSAEWOULDBLOCK && !PingListen) {
+            CloseICMP();
+            Print(window, "\nICMPRead, socket error [WSA_%d]\n", error);
+        }
+        return 0;
+    }
+    if (received <= 0) return 0;
+    if (!PingListen && !(IcmpState & RequestPending)) {
+        RxLength = 0;
+        return 0;
+    }
+    Gather(datagram, received);
+    if (!PingListen && MatchReply() != Match::Reply) return 0;
+
+    uint32_t roundTrip = RoundTrip();
+    ++PingReceived;
+    PingTotalTime += roundTrip;
+    const char* verdict = ChecksumVerdict();
+    const auto* from = (const uint8_t*)&sender.sin_addr.S_addr;
+    char line[kLineSize];
+    snprintf(line, sizeof line, "%u.%u.%u.%u is alive (%04lu ms)", from[0], from[1], from[2], from[3],
+             (unsigned long)roundTrip);
+
+    if (PingListen) {
+        PrintMessage(window, from);
+        Acknowledge(sender);
+        return 0;
+    }
+    if (PingVisible) ShowReply(line, verdict);
+    IcmpState = (uint16_t)((IcmpState | ReplyReceived) & ~RequestPending);
+    // A single ping ends at its first reply.
+    if (!PingAuto) CloseICMP();
+    return 0;
+}
+
+}  // namespace ping

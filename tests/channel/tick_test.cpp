@@ -1,0 +1,204 @@
+// The one-second tick: per-state time limits in 16-bit arithmetic, the polling of waiting
+// channels, the connection-age limits, and the grab's progress line.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "channel/channel.h"
+#include "grabber/fetch.h"
+#include "platform/clock.h"
+#include "server/receive.h"
+#include "settings/settings.h"
+#include "shell/shell.h"
+#include "support/shell_fixture.h"
+
+namespace {
+
+using testing_support::ShellTest;
+
+constexpr time_t kNow = 1800000000;
+
+class ChannelTimeLimits : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        CreateMainWindow();
+        platform::UseFakeClock(kNow, 0);
+        Settings.Server.ServerMode = kHttpModel & ~ModeDuplex;  // an invalid socket is reported
+        frontEnd.printed.clear();
+    }
+    void TearDown() override {
+        platform::UseRealClock();
+        ShellTest::TearDown();
+    }
+    Channel& Take(int ch, uint16_t state, int idle, int age = 0, uint16_t connected = 1) {
+        Channel& c = Channels[ch];
+        c.State = state;
+        c.Connected = connected;
+        c.StateTime = (uint32_t)(kNow - idle);
+        c.ConnectTime = (uint32_t)(kNow - age);
+        c.Socket = INVALID_SOCKET;
+        return c;
+    }
+    int Polls() {
+        int count = 0;
+        for (size_t at = frontEnd.printed.find("and INVALID SOCKET"); at != std::string::npos;
+             at = frontEnd.printed.find("and INVALID SOCKET", at + 1))
+            ++count;
+        return count;
+    }
+};
+
+TEST_F(ChannelTimeLimits, WithoutTimeoutsAWaitingChannelIsPolledEverySecondForEver) {
+    Settings.Server.ServerMode &= ~EnableTimeout;
+    Take(0, kWaiting, 10000, 10000);
+    for (int i = 0; i < 3; ++i) ChannelTick();
+    EXPECT_EQ(Polls(), 3);
+    EXPECT_EQ(Channels[0].State, kWaiting);
+    Take(1, kWaiting, 100, 100, 0);
+    ChannelTick();
+    EXPECT_EQ(Channels[1].State, kWaiting) << "a connect that never completes stays PreWait";
+}
+
+TEST_F(ChannelTimeLimits, TheWaitingLimitIsASixteenBitDifference) {
+    Take(0, kWaiting, 59, 10);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kWaiting);
+    Take(0, kWaiting, 60, 10);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kPurging) << "FD_CLOSE at the limit";
+    Settings.Server.connectionTimeout = 32767;
+    Take(1, kWaiting, 32768 + 60, 10);
+    ChannelTick();
+    EXPECT_EQ(Channels[1].State, kWaiting) << "the difference wraps negative past 32767 s";
+}
+
+TEST_F(ChannelTimeLimits, AConnectThatDoesNotCompleteIsGivenUpAfterThePreWaitingTime) {
+    Take(0, kWaiting, 0, 29, 0);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kWaiting);
+    Take(0, kWaiting, 0, 30, 0);
+    ChannelTick();
+    EXPECT_NE(Channels[0].State, kWaiting);
+    EXPECT_NE(frontEnd.printed.find("Remote Client <0> Logout"), std::string::npos);
+}
+
+TEST_F(ChannelTimeLimits, EveryConnectionEndsAtTheConnectionTimeoutHoweverBusy) {
+    Channel& c = Take(0, kSending, 0, 120);
+    c.TxCount = 0;
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kFree) << "CloseChannel, then FD_CLOSE frees the leaving slot";
+}
+
+TEST_F(ChannelTimeLimits, ALeavingChannelWhoseProgramRunsWaitsTheSendingTime) {
+    Settings.CGI.CGISynchro = 1;
+    Channel& c = Take(0, kLeaving, 10);
+    c.CgiState = kPipeCgi;
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kLeaving) << "not LeavingTimeout's 2 s";
+    Take(0, kLeaving, 60).CgiState = kPipeCgi;
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kFree);
+}
+
+TEST_F(ChannelTimeLimits, LeavingChannelsExpireEvenWithoutTimeouts) {
+    Settings.Server.ServerMode &= ~EnableTimeout;
+    Take(0, kLeaving, 1);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kLeaving);
+    Take(0, kLeaving, 2);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kFree);
+}
+
+TEST_F(ChannelTimeLimits, WithNoLeavingTimeAClosedChannelIsFreeAtOnce) {
+    Settings.Server.LeavingTimeout = 0;
+    Take(0, kWaiting, 0);
+    CloseChannel(0);
+    EXPECT_EQ(Channels[0].State, kFree);
+}
+
+TEST_F(ChannelTimeLimits, ChannelsBeyondTheChannelsInUseAreNeverTouched) {
+    Settings.Server.HowManyClients = 3;
+    Take(3, kLeaving, 1000);
+    ChannelTick();
+    EXPECT_EQ(Channels[3].State, kLeaving);
+}
+
+TEST_F(ChannelTimeLimits, ThePurgingLimitClosesAChannelThatCannotBeDrained) {
+    Take(0, kPurging, 59);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kPurging);
+    EXPECT_EQ(Polls(), 1) << "the drain is tried every second";
+    Take(0, kPurging, 60);
+    ChannelTick();
+    EXPECT_EQ(Channels[0].State, kLeaving);
+}
+
+class Progress : public ChannelTimeLimits {
+protected:
+    void SetUp() override {
+        ChannelTimeLimits::SetUp();
+        memset(&TheFetch, 0, sizeof TheFetch);
+        TheFetch.Status = 200;
+        TheFetch.HeaderBytes = 100;
+        TheFetch.ContentLength = 1000;
+        Settings.Standard.Url = 1;
+        Channels[0].Fetch = &TheFetch;
+        Channels[0].RxBytes = 600;
+    }
+};
+
+TEST_F(Progress, TheLineOverwritesItselfWithCharacterOne) {
+    ProgressLine(0, 10);
+    EXPECT_EQ(frontEnd.printed, "050% [00050 Bytes/s] of 1000 bytes, 00010 s \x01");
+    frontEnd.printed.clear();
+    ProgressLine(0, 0);
+    EXPECT_EQ(frontEnd.printed, "050% [00000 Bytes/s] of 1000 bytes, 99999 s \x01");
+}
+
+TEST_F(Progress, NothingIsPrintedWithoutAKnownLengthAndStatus200) {
+    TheFetch.ContentLength = kUnknownLength;
+    ProgressLine(0, 10);
+    TheFetch.ContentLength = 1000;
+    TheFetch.Status = 404;
+    ProgressLine(0, 10);
+    TheFetch.Status = 200;
+    Settings.Standard.Url = 0;
+    ProgressLine(0, 10);
+    Settings.Standard.Url = 1;
+    TheFetch.NoCrawl = 1;
+    ProgressLine(0, 10);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+TEST_F(Progress, TheResponseHeaderIsParsedLineByLine) {
+    TheFetch.HeaderPhase = kAwaitStatusLine;
+    TheFetch.IsHtml = 1;
+    TheFetch.ContentLength = kUnknownLength;
+    TheFetch.HeaderBytes = 0;
+    TheFetch.Status = 0;
+    auto line = [&](const char* text) {
+        strcpy(Channels[0].Line, text);
+        Channels[0].LineLength = (uint16_t)strlen(text);
+        ParseResponseHeader(MainWindow, 0);
+    };
+    line("garbage before\r\n");
+    EXPECT_EQ(TheFetch.HeaderPhase, kAwaitStatusLine);
+    line("HTTP/1.0 200 Document follows\r\n");
+    EXPECT_EQ(TheFetch.HeaderPhase, kReadingHeader);
+    EXPECT_EQ(TheFetch.Status, 200);
+    line("CONTENT-LENGTH: 1234\r\n");
+    line("Content-Type: Text/HTML\r\n");
+    line("X-Other: 1\r\n");
+    EXPECT_EQ(TheFetch.ContentLength, 1234u);
+    EXPECT_EQ(TheFetch.IsHtml, 0) << "only the header name is case-blind";
+    EXPECT_STREQ(TheFetch.ContentType, "Text/HTML");
+    line("\r\n");
+    EXPECT_EQ(TheFetch.HeaderPhase, kHeaderDone);
+    EXPECT_EQ(TheFetch.HeaderBytes, 16 + 31 + 22 + 25 + 12 + 2);
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+"""Whatever arrives on the ICMP socket (short datagrams, other types, stray and forged replies,
+oversized packets, floods) never crashes the ping engine nor stalls the loop. Also run against
+the sanitizer build."""
+
+import random
+import socket
+import time
+import unittest
+
+import pingnet
+from korvel import Korvel
+from pingnet import HERE_ADDRESS, THERE_ADDRESS, Capture, echo, tag_of
+
+FLOOD = 10000
+OVERSIZED = 4
+
+
+def garbage(rng, i):
+    """One hostile ICMP message; every kind comes up often."""
+    kind = i % 8
+    if kind == 0:
+        # Shorter than a header: the system drops these before any raw socket sees them (the
+        # unit tests hand such datagrams to the engine directly).
+        return bytes(rng.randrange(256) for _ in range(rng.randrange(1, 8)))
+    if kind == 1:
+        return pingnet.with_checksum(bytes([rng.choice((3, 4, 5, 11, 12, 13, 17)), rng.randrange(16), 0, 0])
+                                     + rng.randbytes(rng.randrange(4, 60)))
+    if kind == 2:
+        return echo(0, rng.getrandbits(32), rng.randbytes(rng.randrange(0, 80)))  # stray replies
+    if kind == 3:
+        return echo(0, 0xC0C00000 | rng.randrange(16), b"abcde")  # replies that look like ours
+    if kind == OVERSIZED:
+        return rng.randbytes(rng.randrange(251, 1400))  # more than one read takes
+    if kind == 5:
+        return echo(0, (rng.randrange(4096) << 20) | (0xFFF << 4) | 0xC, b"")  # lengths that lie
+    if kind == 6:
+        return echo(8, rng.getrandbits(32), rng.randbytes(rng.randrange(0, 40)))
+    return b"\0" * 8
+
+
+class Hostile(unittest.TestCase):
+    def setUp(self):
+        reason = pingnet.skip_reason()
+        if reason:
+            self.skipTest(reason)
+        self.here, self.there = pingnet.two_hosts()
+        self.addCleanup(self.there.close)
+        self.addCleanup(self.here.close)
+        self.flooder = self.there.raw_socket(socket.IPPROTO_RAW)
+        self.addCleanup(self.flooder.close)
+
+    def korvel(self, words=(), script=None, page=False):
+        k = Korvel(words, settings={"Ping": {"Page": "yes"}} if page else {}, script=script,
+                   prefix=self.here.prefix())
+        self.addCleanup(k.close)
+        return k
+
+    def send(self, icmp):
+        """Sends an ICMP message of any length inside an IP packet of the test's making."""
+        try:
+            self.flooder.sendto(pingnet.ip_packet(THERE_ADDRESS, HERE_ADDRESS, icmp), (HERE_ADDRESS, 0))
+        except OSError:
+            pass  # a full send buffer drops the datagram, as the wire would
+
+    def flood(self, count, seed, skip=()):
+        rng = random.Random(seed)
+        for i in range(count):
+            if i % 8 not in skip:
+                self.send(garbage(rng, i))
+
+    def assert_clean_exit(self, k, code):
+        self.assertEqual(code, 0, k.err.decode("latin-1")[-2000:])
+        for sign in (b"AddressSanitizer", b"runtime error", b"LeakSanitizer"):
+            self.assertNotIn(sign, k.err)
+
+    def test_an_automatic_run_survives_a_flood_and_keeps_pinging(self):
+        cap = Capture(self.there)
+        self.addCleanup(cap.close)
+        k = self.korvel(script="\n".join([
+            "menu 111", "dialog DIALOG_8", "set 121 " + THERE_ADDRESS, "set 122 abcde", "set 123 1",
+            "click 143", "wait 60"]) + "\n")
+        cap.wait_count(1, type_=8, source=HERE_ADDRESS)
+        self.flood(FLOOD, seed=6, skip=(OVERSIZED,))
+        self.assert_pinging_goes_on(cap)
+        # A datagram longer than one read is a read error: the socket is closed, and the next
+        # tick of the automatic run opens it again.
+        self.flood(8 * 3, seed=6, skip=tuple(kind for kind in range(8) if kind != OVERSIZED))
+        k.wait_for("\nICMPRead, socket error [WSA_10040]\n", after=0)
+        self.assert_pinging_goes_on(cap)
+        self.assert_clean_exit(k, k.stop())
+
+    def assert_pinging_goes_on(self, cap):
+        since = time.monotonic()
+        deadline = since + 15
+        while time.monotonic() < deadline:
+            if len([p for p in cap.matching(type_=8, source=HERE_ADDRESS) if p.when > since]) >= 2:
+                break
+            time.sleep(0.05)
+        after = [p for p in cap.matching(type_=8, source=HERE_ADDRESS) if p.when > since]
+        self.assertGreaterEqual(len(after), 2, "echoes go on")
+        for p in after:
+            self.assertEqual(p.icmp[6:], b"\xC0\xC0abcde\0\0\0")
+
+    def test_a_listener_survives_a_flood_and_still_acknowledges(self):
+        k = self.korvel(["-ping", "0.0.0.0"], page=True)
+        time.sleep(0.3)
+        self.flood(FLOOD, seed=7)
+        self.wait_quiet(k)
+        self.assertGreater(k.out.count(b", from  "), 100, "the flood got through")
+        # A fresh socket, so that the acknowledgements of the flood do not crowd out this one.
+        peer = self.there.raw_socket()
+        self.addCleanup(peer.close)
+        peer.settimeout(1)
+        tag = (5 << 20) | (11 << 4) | 0xC
+        self.send(echo(0, tag, b"still there"))
+        k.wait_for(", from  %s\nstill there\n" % THERE_ADDRESS, timeout=10, after=0)
+        acknowledged = None
+        deadline = time.monotonic() + 10
+        while acknowledged is None and time.monotonic() < deadline:
+            try:
+                data, _ = peer.recvfrom(65535)
+            except OSError:
+                continue
+            icmp = data[(data[0] & 0x0F) * 4:]
+            if len(icmp) >= 8 and tag_of(icmp) == tag | 1:
+                acknowledged = icmp
+        self.assertEqual(acknowledged, echo(0, tag | 1, b"still there"))
+        self.assert_clean_exit(k, k.stop(20))
+
+    def wait_quiet(self, k):
+        """Until korvel has printed nothing new for half a second (at most 30 s)."""
+        deadline = time.monotonic() + 30
+        size, since = -1, time.monotonic()
+        while time.monotonic() < deadline:
+            now = len(k.out)
+            if now != size:
+                size, since = now, time.monotonic()
+            elif time.monotonic() - since > 0.5:
+                return
+            time.sleep(0.05)
+        self.fail("korvel kept printing for 30 s after the flood")
+
+
+if __name__ == "__main__":
+    unittest.main()

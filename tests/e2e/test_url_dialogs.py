@@ -1,0 +1,108 @@
+"""The URL dialog and the URL Browser driven through scripts: each kind of grab started from the
+dialog, STOP during a grab, and the links of a saved page listed and bookmarked."""
+
+import os
+import shutil
+import socket
+import tempfile
+import threading
+import unittest
+
+from grabsite import BANNER, PythonServer, quiet_workdir, write_files
+from korvel import Korvel
+
+SITE = {
+    "page.htm": '<html><body><a href="other.htm">o</a> <img src="pic.gif"></body></html>\n',
+    "other.htm": "<html><body>other <a href=page.htm>back</a></body></html>\n",
+    "pic.gif": b"GIF89a-picture",
+}
+
+
+class UrlDialog(unittest.TestCase):
+    def setUp(self):
+        self.site = tempfile.mkdtemp(prefix="ku-site-")
+        self.addCleanup(shutil.rmtree, self.site, True)
+        write_files(self.site, SITE)
+        self.home = tempfile.mkdtemp(prefix="ku-home-")
+        self.addCleanup(shutil.rmtree, self.home, True)
+
+    def korvel(self, script, url=None):
+        settings = {"Url": {"HomeDir": self.home, "LeavingTimeout": 0, "Retry": 0},
+                    "Standard": {"Url": 1}}
+        k = Korvel(script=script, settings=settings, workdir=quiet_workdir())
+        k.own_dir = True
+        self.addCleanup(k.close)
+        return k
+
+    def test_each_kind_of_grab_starts_from_the_dialog(self):
+        server = PythonServer(self.site)
+        self.addCleanup(server.close)
+        address = "127.0.0.1:%d/page.htm" % server.port
+        start = ["menu 109", "set 121 " + address]
+        script = "\n".join(
+            start + ["click 1", "waitfor End Of URL"] +                                   # Text
+            start + ["click 143", "click 1", "waitfor End Of URL"] +                      # Binary
+            start + ["click 148", "waitfor End Of URL"] +                                 # OK+IMG
+            start + ["set 129 -3", "click 149", "waitfor End Of URL", "quit"])            # LEVEL_N
+        k = self.korvel(script)
+        self.assertEqual(k.wait_exit(60), 0, k.err)
+        out = k.out
+        self.assertEqual(out.count(BANNER), 4)
+        self.assertIn(b"url=http://%s\n" % address.encode(), out, "a Text grab shows its analysis")
+        self.assertIn(b"<a href=\"other.htm\">o</a>", out, "and the document on the console")
+        names = sorted(os.listdir(self.home))
+        for expected in ("kvdir.htm", "no_name"):
+            self.assertIn(expected, names)
+        with open(os.path.join(self.home, "kvdir.htm"), "rb") as f:
+            report = f.read()
+        self.assertEqual(report.count(b">Document http://127.0.0.1"), 3 + 1 + 1 + 1,
+                         "Binary 1, OK+IMG 2 (page, image), LEVEL_N 3 (page, other, image); Text writes none")
+        self.assertIn(b"Order 1, 1 URL(s) detected\n", out, "N= -3 was taken as 1")
+
+    def test_stop_ends_a_running_grab(self):
+        listener = socket.socket()
+        listener.bind(("127.0.0.1", 0))
+        listener.listen(1)
+        self.addCleanup(listener.close)
+        held = []
+        threading.Thread(target=lambda: held.append(listener.accept()), daemon=True).start()
+        self.addCleanup(lambda: [c.close() for c, _ in held])
+        script = "\n".join([
+            "menu 109", "set 121 127.0.0.1:%d/slow.htm" % listener.getsockname()[1], "click 143", "click 1",
+            "waitfor Local Client <0> Login", "menu 109", "expect 141 STOP", "dump", "click 141",
+            "waitfor End Of URL", "quit"])
+        k = self.korvel(script)
+        self.assertEqual(k.wait_exit(60), 0, k.err)
+        err = k.err.decode("latin-1")
+        self.assertIn("DIALOG_6 141 button 1 0 STOP\n", err, "STOP is usable while the grab runs")
+        self.assertIn("DIALOG_6 1 button 0 0 OK\n", err, "the start buttons are not")
+        self.assertIn(b"\nLocal Client <0> Logout", k.out)
+
+
+class UrlBrowser(unittest.TestCase):
+    def test_the_links_of_a_saved_page_are_listed_and_bookmarked(self):
+        work = quiet_workdir()
+        self.addCleanup(shutil.rmtree, work, True)
+        write_files(work, {"saved.htm": '<html><a href="http://far.example/x.htm">x</a> <a href="rel/y.htm">y</a>'
+                                        ' <img src="z.gif"></html>\n'})
+        script = "\n".join([
+            "menu 109", "click 158", "dialog load",
+            "select 106 1",       # *.htm
+            "select 103 0",       # saved.htm: analysed as a page of this PC's disk
+            "expect 107 http://far.example/x.htm",
+            "set 109 server1/dir/", "click 110",
+            "set 114 book.htm", "select 107 1", "click 115", "click 115",
+            "dump", "click 1", "dialog", "expect 121 server1/dir/rel/y.htm", "click 2", "quit"])
+        k = Korvel(script=script, workdir=work, settings={"Url": {"HomeDir": work}})
+        self.addCleanup(k.close)
+        self.assertEqual(k.wait_exit(30), 0, k.err)
+        err = k.err.decode("latin-1")
+        self.assertIn("load 107 list 1 0 http://server1/dir/rel/y.htm [http://far.example/x.htm|"
+                      "http://server1/dir/rel/y.htm|http://server1/dir/z.gif]\n", err)
+        with open(os.path.join(work, "book.htm"), "rb") as f:
+            self.assertEqual(f.read(), b'<a href="http://server1/dir/rel/y.htm">http://server1/dir/rel/y.htm</a><br>\r\n'
+                                       * 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

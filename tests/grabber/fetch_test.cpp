@@ -1,0 +1,222 @@
+// The request, the completion report and verdicts, the retries' refusals, and the file
+// routines of the grabber.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/fetch.h"
+#include "grabber/grab_fixture.h"
+#include "server/timestamp.h"
+#include "settings/settings.h"
+#include "shell/shell.h"
+#include "shell/textio.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using grab_testing::GrabTest;
+using testing_support::ReadFile;
+using testing_support::WriteFile;
+
+const char* const kTail =
+    " HTTP/1.0\r\nUser-Agent: Korvel/4.0 (Win32; I)\r\n"
+    "Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, */*\r\n";
+
+class Requests : public GrabTest {
+protected:
+    std::string Build(const UrlRecord& r) {
+        CopyText(TheFetch.file, r.file);
+        EXPECT_EQ(BuildRequest(r), 1);
+        return std::string(TheFetch.Request) + "\r\n";
+    }
+};
+
+TEST_F(Requests, TheThreeFormsByteForByte) {
+    UrlRecord r = Record("srv", "/d/", "x.html", 8080, "01x.htm");
+    Settings.Standard.Url = 1;
+    EXPECT_EQ(Build(r), std::string("GET /d/x.html") + kTail + "\r\n");
+    EXPECT_STREQ(TheFetch.connectHost, "srv");
+    EXPECT_EQ(TheFetch.connectPort, 8080);
+    EXPECT_EQ(TheFetch.HeaderPhase, kAwaitStatusLine);
+
+    strcpy(Settings.Url.ProxyHost, "proxy.lan");
+    Settings.Url.Port = 3128;
+    EXPECT_EQ(Build(r), std::string("GET http://srv:8080/d/x.html") + kTail + "\r\n");
+    EXPECT_STREQ(TheFetch.connectHost, "proxy.lan");
+    EXPECT_EQ(TheFetch.connectPort, 3128);
+    r.port = 80;
+    EXPECT_EQ(Build(r), std::string("GET http://srv/d/x.html") + kTail + "\r\n");
+    r.port = -31073;
+    EXPECT_EQ(Build(r), std::string("GET http://srv:4294936223/d/x.html") + kTail + "\r\n")
+        << "the signed port widened with its sign";
+
+    Settings.Url.ProxyHost[0] = '\0';
+    Settings.Standard.Url = 0;
+    r.port = 80;
+    EXPECT_EQ(Build(r), "GET /d/x.html\r\n");
+    EXPECT_EQ(TheFetch.HeaderPhase, kHeaderDone) << "HTTP 0.9: no header is expected";
+}
+
+TEST_F(Requests, EveryRequestStartsWithAFreshResponseState) {
+    TheFetch.Status = 404;
+    TheFetch.HeaderBytes = 99;
+    TheFetch.ContentLength = 5;
+    TheFetch.IsHtml = 0;
+    strcpy(TheFetch.ContentType, "image/gif");
+    Build(Record("h", "/", "", 80, ""));
+    EXPECT_EQ(TheFetch.Status, 0);
+    EXPECT_EQ(TheFetch.HeaderBytes, 0);
+    EXPECT_EQ(TheFetch.ContentLength, kUnknownLength);
+    EXPECT_EQ(TheFetch.IsHtml, 1);
+    EXPECT_STREQ(TheFetch.ContentType, "");
+}
+
+// ---------------------------------------------------------------------------------------------
+
+class Completion : public GrabTest {
+protected:
+    void SetUp() override {
+        GrabTest::SetUp();
+        Settings.Standard.Url = 1;
+        Settings.Server.ServerMode = kHttpBinaryModel;
+        Channel& c = Channels[2];
+        c.StateTime = 1000000;
+        c.TxBytes = 120;
+        CopyText(TheFetch.host, "srv");
+        CopyText(TheFetch.base, "/d/");
+        CopyText(TheFetch.file, "x.htm");
+        TheFetch.connectPort = 8080;
+        TheFetch.Status = 200;
+        TheFetch.HeaderBytes = 100;
+        snprintf(ClientOutputFile, sizeof ClientOutputFile, "%s/01x.htm", home.path().c_str());
+    }
+    std::string Complete(uint32_t received, uint32_t announced) {
+        Channels[2].RxBytes = received;
+        TheFetch.ContentLength = announced;
+        FetchComplete(MainWindow, 2);
+        return TakePrinted();
+    }
+    std::string Report() { return ReadFile(HomeFile("kvdir.htm")); }
+    std::string ReportRecord(const char* tail, uint32_t length) {
+        char stamp[kTimeStampSize];
+        TimeStamp(1000000, stamp);
+        return std::string("\r\n<br>") + stamp + "\r\n<br><a href=\"http://srv:8080/d/x.htm\">Document http://srv:8080/d/x.htm</a> <a href= \"01x.htm\">save as " +
+               ClientOutputFile + "</a> (length " + std::to_string(length) + " bytes)" + tail;
+    }
+};
+
+TEST_F(Completion, AShortBodyIsJudgedUncomplete) {
+    EXPECT_EQ(Complete(1000, 1000),
+              "1000 bytes received, 120 bytes sent\n"
+              "Status 200 [OK->200], Header Length 100 bytes, Data Length 1000\nFILE IS UNCOMPLETE\n");
+    EXPECT_EQ(Report(), ReportRecord(" Status 200 File_NOK", 900));
+}
+
+TEST_F(Completion, AWholeBodyIsJudgedCompleteAndTheContentTypeIsReported) {
+    strcpy(TheFetch.ContentType, "text/html");
+    EXPECT_EQ(Complete(1100, 1000),
+              "1100 bytes received, 120 bytes sent\n"
+              "Status 200 [OK->200], Header Length 100 bytes, Data Length 1000\nFILE IS COMPLETE\n");
+    EXPECT_EQ(Report(), ReportRecord(" Status 200 Content text/html File_OK", 1000));
+}
+
+TEST_F(Completion, WithoutALengthThereIsNoVerdict) {
+    TheFetch.Status = 404;
+    EXPECT_EQ(Complete(300, kUnknownLength),
+              "300 bytes received, 120 bytes sent\n"
+              "Status 404 [OK->200], Header Length 100 bytes, Data Length -1\nNO FILELENGTH INFO\n");
+    EXPECT_EQ(Report(), ReportRecord(" Status 404", 200));
+}
+
+TEST_F(Completion, HttpZeroNineAndTextModeAndProxies) {
+    Settings.Standard.Url = 0;
+    TheFetch.HeaderBytes = 0;
+    EXPECT_EQ(Complete(50, kUnknownLength), "50 bytes received, 120 bytes sent\n");
+    EXPECT_EQ(Report(), ReportRecord("", 50));
+    remove(HomeFile("kvdir.htm").c_str());
+
+    strcpy(Settings.Url.ProxyHost, "proxy");
+    Complete(50, kUnknownLength);
+    EXPECT_NE(Report().find("<a href=\"http://srv/d/x.htm\">Document http://srv/d/x.htm</a>"), std::string::npos)
+        << "no port text through a proxy";
+    remove(HomeFile("kvdir.htm").c_str());
+
+    Settings.Server.ServerMode = kStdModel;  // text mode: shown, not reported
+    Complete(50, kUnknownLength);
+    EXPECT_FALSE(home.Exists("kvdir.htm"));
+}
+
+TEST_F(Completion, RetriesAreRefusedOnceAByteArrivedOrAfterStop) {
+    Channels[2].Fetch = &TheFetch;
+    Channels[2].RxBytes = 0;
+    GrabActive = 0;
+    RetriesLeft = 5;
+    EXPECT_EQ(RetryFetch(2), 0);
+    GrabActive = 1;
+    Channels[2].RxBytes = 1;
+    EXPECT_EQ(RetryFetch(2), 0);
+    Channels[2].RxBytes = 0;
+    TheFetch.NoCrawl = 1;
+    EXPECT_EQ(RetryFetch(2), 0);
+    TheFetch.NoCrawl = 0;
+    RetriesLeft = 0;
+    EXPECT_EQ(RetryFetch(2), 0);
+    EXPECT_EQ(RetriesLeft, -1);
+    EXPECT_EQ(TakePrinted(), "");
+    Channels[2].Fetch = nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+using FileRoutines = GrabTest;
+
+TEST_F(FileRoutines, CopyFileCopiesEveryByteAndReportsWhatItCannotOpen) {
+    std::string content;
+    for (int i = 0; i < 1300; ++i) content += (char)(i * 7);
+    WriteFile(HomeFile("a.bin"), content);
+    WriteFile(HomeFile("b.bin"), std::string(5000, 'x'));
+    EXPECT_EQ(CopyFile(HomeFile("a.bin").c_str(), HomeFile("b.bin").c_str()), 1);
+    EXPECT_EQ(ReadFile(HomeFile("b.bin")), content);
+    EXPECT_EQ(CopyFile(HomeFile("none").c_str(), HomeFile("c.bin").c_str()), 0);
+    EXPECT_EQ(TakePrinted(), "CopyFile, unable to open source file " + HomeFile("none") + "\n");
+    EXPECT_EQ(CopyFile(HomeFile("a.bin").c_str(), HomeFile("no/dir/c.bin").c_str()), 0);
+    EXPECT_EQ(TakePrinted(), "CopyFile, unable to open destination file " + HomeFile("no/dir/c.bin") + "\n");
+}
+
+TEST_F(FileRoutines, CheckFileEndCutsAtTheCurrentPosition) {
+    std::string target = HomeFile("page.htm"), scratch = HomeFile("cut.tmp");
+    FILE* file = fopen(target.c_str(), "w+b");
+    std::string text(1500, 'a');
+    fwrite(text.data(), 1, text.size(), file);
+    fseek(file, 1100, SEEK_SET);
+    EXPECT_EQ(CheckFileEnd(file, target.c_str(), scratch.c_str()), 1);
+    EXPECT_EQ(ReadFile(target), std::string(1100, 'a'));
+    file = fopen(target.c_str(), "r+b");
+    fseek(file, 0, SEEK_END);
+    EXPECT_EQ(CheckFileEnd(file, target.c_str(), scratch.c_str()), 0) << "already at the end";
+    file = fopen(target.c_str(), "r+b");
+    fseek(file, 10, SEEK_SET);
+    EXPECT_EQ(CheckFileEnd(file, target.c_str(), HomeFile("no/dir/x").c_str()), -1);
+    EXPECT_EQ(TakePrinted(), "CheckFileEnd, unable to open destination file " + HomeFile("no/dir/x") + "\n");
+    EXPECT_EQ(ReadFile(target).size(), 1100u);
+}
+
+TEST_F(FileRoutines, PathsAndSlashes) {
+    char buffer[16];
+    EXPECT_STREQ(PathJoin(buffer, "\\tmp", "01x.htm"), "\\tmp/01x.htm");
+    EXPECT_STREQ(PathJoin(buffer, "/a-long-directory", "name"), "/a-long-directo") << "cut to the buffer";
+    EXPECT_STREQ(BaseName("c:\\tmp/dir\\01x.htm"), "01x.htm");
+    EXPECT_STREQ(BaseName("/tmp/x/"), "");
+    EXPECT_STREQ(BaseName("page.htm"), "page.htm");
+    char text[] = "a/b\\c/";
+    ToDosSlashes(text);
+    EXPECT_STREQ(text, "a\\b\\c\\");
+    ToUnixSlashes(text);
+    EXPECT_STREQ(text, "a/b/c/");
+}
+
+}  // namespace

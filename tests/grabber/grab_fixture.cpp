@@ -1,0 +1,64 @@
+#include "grabber/grab_fixture.h"
+
+#include <cstring>
+
+#include "grabber/crawl.h"
+#include "grabber/fetch.h"
+#include "grabber/link_lists.h"
+#include "grabber/tags.h"
+#include "settings/settings.h"
+#include "shell/textio.h"
+
+namespace grab_testing {
+
+void ResetGrabState() {
+    ReleaseLinkLists();
+    TheFetch = FetchRecord{};
+    GrabActive = 0;
+    RetriesLeft = 0;
+    PageCount = 0;
+    ImageCount = 0;
+    ReferenceUrl = ReferencePage{};
+    ReferenceName[0] = '\0';
+    HomeBase[0] = '\0';
+    ResetCrawlState();
+    strcpy(Index, "00");
+}
+
+void GrabTest::SetUp() {
+    ShellTest::SetUp();
+    CreateMainWindow();
+    ResetGrabState();
+    workDir_ = new testing_support::ChangeDir(home.path());
+    TAGinit();
+    CopyText(Settings.Url.HomeDir, home.path().c_str());
+    snprintf(HomeBase, sizeof HomeBase, "%s/", home.path().c_str());
+    frontEnd.printed.clear();
+}
+
+void GrabTest::TearDown() {
+    ResetGrabState();
+    delete workDir_;
+    ShellTest::TearDown();
+}
+
+std::string GrabTest::TakePrinted() {
+    std::string text = frontEnd.printed;
+    frontEnd.printed.clear();
+    return text;
+}
+
+void GrabTest::OpenLists() { ASSERT_TRUE(OpenLinkLists()); }
+
+UrlRecord GrabTest::Record(const char* host, const char* base, const char* file, int16_t port,
+                           const char* localName) {
+    UrlRecord r{};
+    CopyText(r.host, host);
+    CopyText(r.base, base);
+    CopyText(r.file, file);
+    CopyText(r.localName, localName);
+    r.port = port;
+    return r;
+}
+
+}  // namespace grab_testing

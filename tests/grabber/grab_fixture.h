@@ -1,0 +1,36 @@
+// A fixture for the grabber: the shell fixture's main window and recording front end, a fresh
+// grab directory as Url.HomeDir (also the working directory, without a tag.map, so the tag
+// tables are the built-in ones), and every piece of grab state back at its start.
+#pragma once
+
+#include <string>
+
+#include "grabber/url.h"
+#include "support/shell_fixture.h"
+#include "support/temp_dir.h"
+
+namespace grab_testing {
+
+// Puts the grabber's process-wide state back to its start-up values.
+void ResetGrabState();
+
+class GrabTest : public testing_support::ShellTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // What the program printed since the last call, and forgets it.
+    std::string TakePrinted();
+    std::string HomeFile(const std::string& name) const { return home.File(name); }
+    // Opens the two link lists as a grab does (in the grab directory).
+    void OpenLists();
+    // A list record for a page or image.
+    static UrlRecord Record(const char* host, const char* base, const char* file, int16_t port, const char* localName);
+
+    testing_support::TempDir home;
+
+private:
+    testing_support::ChangeDir* workDir_ = nullptr;
+};
+
+}  // namespace grab_testing

@@ -1,0 +1,191 @@
+// The PING dialog: its idle and busy looks, reading its fields at Start, its commands, and the
+// ping box.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ping/icmp.h"
+#include "ping/ping_dialog.h"
+#include "ping/ping_fixture.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "shell/shell.h"
+
+namespace {
+
+using ping_testing::PingTest;
+
+constexpr int kIdleOnly[] = {1, 143, 142, 121, 122, 123, 127};
+
+class PingDialogTest : public PingTest {
+protected:
+    void Refresh() { SendMessageA(PingDialog, WM_INITDIALOG, 0, 0); }
+    void Click(int id) {
+        ASSERT_TRUE(platform::UserClick(PingDialog, id)) << id;
+        Pump();
+    }
+    void Type(int id, const char* text) { ASSERT_TRUE(platform::UserSetText(PingDialog, id, text)) << id; }
+    void ExpectLook(bool busy) {
+        EXPECT_EQ(Enabled(141), busy);
+        for (int id : kIdleOnly) EXPECT_EQ(Enabled(id), !busy) << id;
+        EXPECT_TRUE(Enabled(2)) << "QUIT always";
+    }
+    // Leaves a socket open, so that the ping box refuses to start another run.
+    void HoldSocket() { ASSERT_TRUE(UseFakeSocket()); }
+    // Clicks a start button while a socket is held, then lets the socket go and refreshes.
+    void StartRefused(int button) {
+        HoldSocket();
+        Click(button);
+        ExpectLook(true);
+        closesocket(ping::IcmpSocket);
+        ping::IcmpSocket = INVALID_SOCKET;
+        udp::Close(peer);
+        peer = -1;
+        Refresh();
+    }
+};
+
+TEST_F(PingDialogTest, RefreshShowsTheSettingsInTheIdleOrBusyLook) {
+    strcpy(ping::PingHost, "example");
+    strcpy(ping::PingData, "payload");
+    ping::PingRetryNumber = 7;
+    ping::ShowEcho = 0;
+    Refresh();
+    ExpectLook(false);
+    EXPECT_EQ(Field(121), "example");
+    EXPECT_EQ(Field(122), "payload");
+    EXPECT_EQ(Field(123), "5");
+    EXPECT_EQ(Field(127), "7");
+    EXPECT_FALSE(Checked(142));
+
+    ping::PingAuto = 1;
+    ping::ShowEcho = 1;
+    Refresh();
+    ExpectLook(true);
+    EXPECT_TRUE(Checked(142));
+    ping::PingAuto = 0;
+    HoldSocket();
+    Refresh();
+    ExpectLook(true);
+}
+
+TEST_F(PingDialogTest, AHiddenDialogIsNotRefreshed) {
+    ping::PingVisible = 0;
+    strcpy(ping::PingHost, "new");
+    ping::PingAuto = 1;
+    Refresh();
+    EXPECT_EQ(Field(121), "");
+    ExpectLook(false);
+}
+
+// Start reads every field. A socket is held open meanwhile, so that the ping box refuses to
+// start a run and the fields show what was read; then the dialog is made idle again.
+TEST_F(PingDialogTest, StartReadsTheFieldsAndKeepsSettingsThatDoNotRead) {
+    SetDlgItemTextA(PingDialog, 124, "send");
+    SetDlgItemTextA(PingDialog, 125, "reply");
+    SetDlgItemTextA(PingDialog, 126, "stats");
+    Type(121, "10.1.2.3");
+    Type(122, "data");
+    Type(123, "abc");
+    Type(127, "4");
+    Click(142);  // clears Show Echo
+    StartRefused(1);
+    EXPECT_STREQ(ping::PingHost, "10.1.2.3");
+    EXPECT_STREQ(ping::PingData, "data");
+    EXPECT_EQ(ping::PingTimeout, 5) << "\"abc\" is no number";
+    EXPECT_EQ(Field(123), "5");
+    EXPECT_EQ(ping::PingRetryNumber, 4);
+    EXPECT_EQ(ping::RetriesLeft, 4);
+    EXPECT_EQ(ping::ShowEcho, 0);
+    for (int id : {124, 125, 126}) EXPECT_EQ(Field(id), "") << id;
+    EXPECT_EQ(frontEnd.printed, "ICMP Box, Unable to open an ICMP socket...\n");
+    EXPECT_EQ(ping::PingAuto, 0);
+
+    Type(123, "70000");
+    Type(127, "");
+    StartRefused(1);
+    EXPECT_EQ(ping::PingTimeout, 4464) << "read as an unsigned short";
+    EXPECT_EQ(Field(123), "4464");
+    EXPECT_EQ(ping::PingRetryNumber, 4) << "an empty field keeps the setting";
+    Type(123, "40000");
+    StartRefused(143);
+    EXPECT_EQ(ping::PingTimeout, -25536);
+    EXPECT_EQ(Field(123), "4294941760");
+    EXPECT_EQ(ping::PingAuto, 0) << "PING Auto asked, the ping box refused";
+}
+
+TEST_F(PingDialogTest, HostAndDataAreCutTo79Characters) {
+    Type(121, std::string(100, 'h').c_str());
+    Type(122, std::string(100, 'd').c_str());
+    StartRefused(1);
+    EXPECT_EQ(std::string(ping::PingHost), std::string(79, 'h'));
+    EXPECT_EQ(std::string(ping::PingData), std::string(79, 'd'));
+}
+
+TEST_F(PingDialogTest, StopEndsTheRunAndQuitOnlyHidesTheDialog) {
+    SendMessageA(MainWindow, WM_COMMAND, IDM_PING, 0);
+    HoldSocket();
+    ping::PingAuto = 1;
+    ping::IcmpState = ping::TargetSet;
+    SetWindowTextA(MainWindow, "Ping");
+    Refresh();
+    ExpectLook(true);
+
+    Click(2);  // QUIT: the run goes on behind the hidden dialog
+    EXPECT_FALSE(IsWindowVisible(PingDialog));
+    EXPECT_EQ(ping::PingVisible, 0);
+    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::PingAuto, 1);
+
+    SendMessageA(MainWindow, WM_COMMAND, IDM_PING, 0);
+    EXPECT_TRUE(IsWindowVisible(PingDialog));
+    Click(141);
+    EXPECT_EQ(ping::PingAuto, 0);
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(Title(), "Korvel");
+    ExpectLook(false);
+}
+
+TEST_F(PingDialogTest, TheCloseBoxHidesTheDialogThroughTheMainWindow) {
+    SendMessageA(MainWindow, WM_COMMAND, IDM_PING, 0);
+    platform::UserCloseDialog(PingDialog);
+    Pump();
+    EXPECT_FALSE(IsWindowVisible(PingDialog));
+    EXPECT_EQ(ping::PingVisible, 0);
+    EXPECT_TRUE(IsWindow(PingDialog)) << "it lives for the whole run";
+}
+
+TEST_F(PingDialogTest, OnlyItsOwnCommandsAreHandled) {
+    for (int id : {121, 122, 123, 142}) EXPECT_EQ(PingDlgProc(PingDialog, WM_COMMAND, (WPARAM)id, 0), TRUE) << id;
+    for (int id : {0, 3, 124, 127, 144, 1125}) EXPECT_EQ(PingDlgProc(PingDialog, WM_COMMAND, (WPARAM)id, 0), FALSE) << id;
+}
+
+TEST_F(PingDialogTest, ThePingBoxStartsARunAndKeepsTheSequenceGoing) {
+    if (!RawSocketsAllowed()) GTEST_SKIP() << "raw ICMP sockets need root or CAP_NET_RAW";
+    strcpy(ping::PingHost, "127.0.0.1");
+    strcpy(ping::PingData, "abcde");
+    ping::PingSent = ping::PingReceived = ping::PingTotalTime = 9;
+    ping::WaitedSeconds = 3;
+    ping::PingSequence = 12;
+    EXPECT_EQ(IcmpBox(), 1);
+    EXPECT_EQ(ping::PingSent, 1u);
+    EXPECT_EQ(ping::PingReceived, 0u);
+    EXPECT_EQ(ping::PingTotalTime, 0u);
+    EXPECT_EQ(ping::WaitedSeconds, 0);
+    EXPECT_EQ(ping::LastTag, 0xC0C0000Cu);
+    EXPECT_EQ(ping::PingSequence, 13u);
+    EXPECT_EQ(IcmpBox(), 0) << "one run at a time";
+    EXPECT_EQ(frontEnd.printed, "ICMP Box, Unable to open an ICMP socket...\n");
+}
+
+TEST_F(PingDialogTest, AnUnresolvableHostReturnsTheDialogToIdle) {
+    if (!RawSocketsAllowed()) GTEST_SKIP() << "raw ICMP sockets need root or CAP_NET_RAW";
+    Type(121, "1.2.3");
+    Click(143);
+    EXPECT_EQ(frontEnd.printed, "PING, Unable to Resolve 1.2.3\n");
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    ExpectLook(false);
+}
+
+}  // namespace

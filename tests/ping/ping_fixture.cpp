@@ -1,0 +1,126 @@
+#include "ping/ping_fixture.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "ping/icmp.h"
+#include "ping/ping_dialog.h"
+#include "platform/clock.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "server/timestamp.h"
+#include "shell/shell.h"
+
+namespace ping_testing {
+
+void ResetPingState() {
+    using namespace ping;
+    if (IcmpSocket != INVALID_SOCKET) closesocket(IcmpSocket);
+    IcmpSocket = INVALID_SOCKET;
+    PingHost[0] = '\0';
+    PingData[0] = '\0';
+    PingTimeout = 5;
+    PingRetryNumber = 10;
+    PingAuto = 0;
+    ShowEcho = 1;
+    PingVisible = 1;
+    PingPage = 0;
+    PingListen = 0;
+    IcmpType = 8;
+    IcmpState = 0;
+    PingSequence = 0;
+    LastTag = 0;
+    IcmpLength = 0;
+    memset(RxBuffer, 0, sizeof RxBuffer);
+    RxLength = 0;
+    PingSent = PingReceived = PingTotalTime = 0;
+    SendTime = 0;
+    WaitedSeconds = 0;
+    RetriesLeft = 0;
+    PingAlive = 0;
+    TitleBlink = 0;
+    TargetAddress = SOCKADDR_IN{};
+}
+
+void PingTest::SetUp() {
+    ShellTest::SetUp();
+    ResetPingState();
+    platform::UseFakeClock(kNow, kStartMs);
+    CreateMainWindow();
+    PingDialog = CreateDialogParamA(hInst, "DIALOG_8", nullptr, PingDlgProc, 0);
+    ASSERT_NE(PingDialog, nullptr);
+    frontEnd.printed.clear();
+}
+
+void PingTest::TearDown() {
+    ResetPingState();
+    udp::Close(peer);
+    platform::UseRealClock();
+    ShellTest::TearDown();
+}
+
+bool PingTest::UseFakeSocket() {
+    peer = udp::Open(&peerPort);
+    SOCKET s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    if (peer < 0 || s == INVALID_SOCKET) return false;
+    SOCKADDR_IN local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.S_addr = inet_addr("127.0.0.1");
+    ULONG nonBlocking = 1;
+    if (bind(s, (const SOCKADDR*)&local, sizeof local) != 0 || ioctlsocket(s, FIONBIO, &nonBlocking) != 0) return false;
+    ping::IcmpSocket = s;
+    ping::TargetAddress.sin_family = AF_INET;
+    ping::TargetAddress.sin_port = htons(peerPort);
+    ping::TargetAddress.sin_addr.S_addr = inet_addr("127.0.0.1");
+    return true;
+}
+
+bool PingTest::RawSocketsAllowed() {
+    SOCKET s = socket(AF_INET, SOCK_RAW, IPPROTO_ICMP);
+    if (s == INVALID_SOCKET) return false;
+    closesocket(s);
+    return true;
+}
+
+void PingTest::PeerSends(const udp::Bytes& datagram) {
+    ASSERT_TRUE(udp::SendTo(peer, udp::LocalPort((int)ping::IcmpSocket), datagram));
+}
+
+udp::Bytes PingTest::PeerReceives(int timeoutMs) { return udp::Receive(peer, timeoutMs); }
+
+void PingTest::PeerAnswers(const udp::Bytes& echo) {
+    ASSERT_GE(echo.size(), 8u);
+    udp::Bytes reply = echo;
+    reply[0] = 0;
+    PeerSends(udp::WithChecksum(reply));
+}
+
+void PingTest::EngineReads() {
+    ASSERT_TRUE(udp::WaitReadable((int)ping::IcmpSocket, 2000)) << "nothing arrived";
+    ping::ICMPRead(MainWindow);
+}
+
+std::string PingTest::Field(int id) {
+    char text[256];
+    GetDlgItemTextA(PingDialog, id, text, sizeof text);
+    return text;
+}
+
+bool PingTest::Enabled(int id) { return IsWindowEnabled(GetDlgItem(PingDialog, id)) != FALSE; }
+
+bool PingTest::Checked(int id) { return IsDlgButtonChecked(PingDialog, id) == BST_CHECKED; }
+
+std::string PingTest::Title() {
+    char title[128];
+    GetWindowTextA(MainWindow, title, sizeof title);
+    return title;
+}
+
+std::string PingTest::Stamp() {
+    char stamp[kTimeStampSize];
+    TimeStamp(CurrentTime(), stamp);
+    return stamp;
+}
+
+}  // namespace ping_testing

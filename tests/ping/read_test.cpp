@@ -1,0 +1,328 @@
+// Sending echoes and reading replies, through a UDP socket in the place of the raw socket and a
+// peer that plays the host: the packet on the wire, reply matching, timing and statistics, and
+// a page-mode listener's messages and acknowledgements.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ping/icmp.h"
+#include "ping/ping_fixture.h"
+#include "platform/clock.h"
+#include "platform/ui.h"
+#include "shell/shell.h"
+
+namespace {
+
+using ping_testing::PingTest;
+using udp::Bytes;
+
+class Reply : public PingTest {
+protected:
+    void SetUp() override {
+        PingTest::SetUp();
+        ASSERT_TRUE(UseFakeSocket());
+        ping::IcmpState = ping::TargetSet;
+    }
+
+    // The engine sends an echo of data with the given sequence; returns it as the peer got it.
+    Bytes SendEcho(const char* data, uint32_t sequence) {
+        auto length = (int16_t)strlen(data);
+        EXPECT_EQ(ping::SENDICMP(MainWindow, data, length, ping::MakeEchoTag(length, sequence), ping::IcmpType,
+                                 ping::TargetAddress),
+                  1);
+        return PeerReceives();
+    }
+};
+
+TEST_F(Reply, TheEchoGoesOutExactlyAndItsReplyIsTimedCountedAndShown) {
+    Bytes echo = SendEcho("abcde", 1);
+    EXPECT_EQ(echo, (Bytes{0x08, 0x00, 0x0C, 0x78, 0x01, 0x00, 0xC0, 0xC0, 0x61, 0x62, 0x63, 0x64, 0x65, 0x00, 0x00,
+                           0x00}));
+    EXPECT_EQ(Field(124), Stamp() + ", Pinging 127.0.0.1, ICMP_length=16");
+    EXPECT_EQ(ping::PingSent, 1u);
+    EXPECT_EQ(ping::IcmpLength, 16);
+    EXPECT_EQ(ping::IcmpState, ping::TargetSet | ping::RequestPending);
+
+    platform::AdvanceFakeClock(0, 7);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0007 ms) Checksum= OK, Length=16, Seq=00001");
+    EXPECT_EQ(Field(126), "Sent: 1, Received: 1, Lost: 00%, Time_Average 0007 ms");
+    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::PingTotalTime, 7u);
+    // A single ping ends at its first reply.
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::IcmpState, 0);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+TEST_F(Reply, OnlyTheAwaitedReplyCountsAndOnlyOnce) {
+    ping::PingAuto = 1;  // keeps the socket open after a reply
+    Bytes echo = SendEcho("abcde", 1);
+
+    Bytes other = echo;
+    other[4] = 0x02;  // the tag of another echo
+    PeerAnswers(other);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 0u);
+    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(Field(125), "");
+
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::IcmpState, ping::TargetSet | ping::ReplyReceived);
+
+    // No request is pending any more: a second answer is dropped.
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::RxLength, 0);
+
+    // Even with a request pending, there may not be more replies than echoes.
+    ping::IcmpState |= ping::RequestPending;
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::RxLength, 0);
+}
+
+TEST_F(Reply, TypeAndCodeAreNotCheckedButABadChecksumIsShown) {
+    Bytes echo = SendEcho("abcde", 1);
+    Bytes odd = echo;
+    odd[0] = 3;
+    odd[1] = 1;  // checksum left as it was: wrong for these bytes
+    PeerSends(odd);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u) << "a NOK reply still counts";
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms) Checksum=NOK, Length=16, Seq=00001");
+}
+
+TEST_F(Reply, AReplyInPiecesIsWaitedFor) {
+    Bytes echo = SendEcho("abcde", 1);
+    Bytes reply = udp::WithChecksum(Bytes{0x00, 0x00, 0, 0, 0x01, 0x00, 0xC0, 0xC0, 'a', 'b', 'c', 'd', 'e', 0, 0, 0});
+    PeerSends(Bytes(reply.begin(), reply.begin() + 8));
+    EngineReads();
+    EXPECT_EQ(ping::RxLength, 8);
+    EXPECT_EQ(ping::PingReceived, 0u);
+    PeerSends(Bytes(reply.begin() + 8, reply.end()));
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms) Checksum= OK, Length=16, Seq=00001");
+}
+
+TEST_F(Reply, ShortAndEmptyDatagramsNeverReadPastWhatCame) {
+    ping::PingAuto = 1;
+    Bytes echo = SendEcho("abcde", 1);
+    PeerSends(Bytes{});
+    EngineReads();
+    EXPECT_EQ(ping::RxLength, 0);
+    PeerSends(Bytes{0, 0, 0});
+    EngineReads();
+    EXPECT_EQ(ping::RxLength, 3) << "kept: too short to match yet";
+    PeerAnswers(echo);  // runs on behind the 3 stray bytes, so its tag is out of place
+    EngineReads();
+    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(ping::PingReceived, 0u);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 1u);
+}
+
+TEST_F(Reply, GatheredBytesStayWithinTheBuffer) {
+    ping::PingAuto = 1;
+    SendEcho(std::string(79, 'z').c_str(), 1);  // an 88-byte echo: pieces are waited for
+    Bytes header = {0, 0, 0, 0, 0x01, 0x00, 0xC0, 0xC0};
+    PeerSends(header);
+    EngineReads();
+    ping::IcmpLength = 400;  // never reached: the gathering is cut at the buffer's end
+    for (int i = 0; i < 3; ++i) {
+        PeerSends(Bytes(200, 'q'));
+        EngineReads();
+    }
+    EXPECT_EQ(ping::RxLength, ping::kIcmpRxBufferSize - 1);
+    EXPECT_EQ(ping::RxBuffer[ping::kIcmpRxBufferSize - 1], 0);
+}
+
+TEST_F(Reply, LostIsRoundedUpByIntegerDivision) {
+    ping::PingAuto = 1;
+    ping::PingSent = 2;
+    ping::PingReceived = 1;
+    ping::PingTotalTime = 10;
+    Bytes echo = SendEcho("abcde", 1);
+    platform::AdvanceFakeClock(0, 20);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(Field(126), "Sent: 3, Received: 2, Lost: 34%, Time_Average 0015 ms");
+}
+
+// The clock wrapped between send and reply: the send time is negated first, so the round trip
+// comes out as now + send time rather than the 272 ms that really passed.
+TEST_F(Reply, AWrappedClockGivesNowPlusTheSendTime) {
+    platform::UseFakeClock(kNow, 0xFFFFFF00u);
+    Bytes echo = SendEcho("abcde", 1);
+    platform::AdvanceFakeClock(0, 0x110);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (4294967056 ms) Checksum= OK, Length=16, Seq=00001");
+    EXPECT_EQ(ping::SendTime, 0x100u);
+}
+
+TEST_F(Reply, TheSequenceIsShownAsASignedNumber) {
+    Bytes echo = SendEcho("", 0x8001);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms) Checksum= OK, Length=08, Seq=4294934529");
+}
+
+TEST_F(Reply, WithoutShowEchoOnlyTheBareLineIsShownAndHiddenFieldsStayAsTheyAre) {
+    ping::PingAuto = 1;
+    ping::ShowEcho = 0;
+    SetDlgItemTextA(PingDialog, 126, "old");
+    Bytes echo = SendEcho("abcde", 1);
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms)");
+    EXPECT_EQ(Field(126), "");
+
+    ping::PingVisible = 0;
+    SetDlgItemTextA(PingDialog, 125, "old");
+    std::string sendLine = Field(124);
+    platform::AdvanceFakeClock(60, 0);
+    ping::IcmpState = ping::TargetSet;
+    echo = SendEcho("abcde", 2);
+    EXPECT_EQ(Field(124), sendLine) << "not the new send line";
+    PeerAnswers(echo);
+    EngineReads();
+    EXPECT_EQ(ping::PingReceived, 2u);
+    EXPECT_EQ(Field(125), "old");
+}
+
+TEST_F(Reply, InPageModeTheAcknowledgedMessageIsShown) {
+    ping::PingPage = 1;
+    ping::IcmpType = 0;
+    Bytes echo = SendEcho("hello", 7);
+    ASSERT_EQ(echo.size(), 16u);
+    EXPECT_EQ(echo[0], 0) << "sent as an echo reply";
+    EXPECT_EQ(Bytes(echo.begin() + 4, echo.begin() + 8), (Bytes{0x5C, 0x00, 0x70, 0x00}));
+    Bytes acknowledged = echo;
+    acknowledged[4] |= 1;
+    PeerSends(udp::WithChecksum(acknowledged));
+    EngineReads();
+    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms)check= OK length=16, seq=0070005d");
+    EXPECT_EQ(Field(126), "hello");
+    EXPECT_EQ(ping::PingReceived, 1u);
+}
+
+TEST_F(Reply, AReadErrorClosesTheSocketUnlessListening) {
+    ping::PingAuto = 1;
+    SendEcho("abcde", 1);
+    PeerSends(Bytes(300, 8));  // more than the 250 bytes read at once
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, "\nICMPRead, socket error [WSA_10040]\n");
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::PingAuto, 1) << "an automatic run opens a new socket at the next tick";
+}
+
+TEST_F(Reply, ASendDropsAtMostTwoStaleDatagramsFirst) {
+    PeerSends(Bytes(9, 1));
+    PeerSends(Bytes(10, 2));
+    PeerSends(Bytes(11, 3));
+    ASSERT_TRUE(udp::WaitReadable((int)ping::IcmpSocket, 2000));
+    SendEcho("abcde", 1);
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 11);
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 0);
+    EXPECT_EQ(frontEnd.printed, "");
+
+    PeerSends(Bytes(300, 0));
+    ASSERT_TRUE(udp::WaitReadable((int)ping::IcmpSocket, 2000));
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 0);
+    EXPECT_EQ(frontEnd.printed, "\nPurgeSocket, socket error [WSA_10040]\n");
+    frontEnd.printed.clear();
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, INVALID_SOCKET), 0);
+    EXPECT_EQ(frontEnd.printed, "PurgeSocket, and invalid socket !!!\n");
+}
+
+TEST_F(Reply, ATransmitErrorClosesTheSocket) {
+    ping::PingAuto = 1;
+    SOCKADDR_IN nowhere = ping::TargetAddress;
+    nowhere.sin_port = 0;  // no datagram can go to port 0
+    EXPECT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, 0, 8, nowhere), 0);
+    EXPECT_EQ(frontEnd.printed, " ICMP Transmit error [WSA_10022]\n");
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::PingSent, 0u);
+    EXPECT_EQ(ping::IcmpState, 0);
+    EXPECT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, 0, 8, ping::TargetAddress), 0) << "nothing to send on";
+}
+
+class Listener : public PingTest {
+protected:
+    void SetUp() override {
+        PingTest::SetUp();
+        ASSERT_TRUE(UseFakeSocket());
+        ping::PingPage = 1;
+        ping::PingListen = 1;
+        ping::IcmpState = ping::TargetSet;
+    }
+    // A page-mode message as a sender builds it, with sequence 7.
+    static Bytes Message(uint8_t type, const std::string& text, uint32_t tagBits = 0) {
+        uint32_t tag = (7u << 20) | ((uint32_t)text.size() << 4) | 0xC | tagBits;
+        Bytes packet = {type, 0, 0, 0, (uint8_t)tag, (uint8_t)(tag >> 8), (uint8_t)(tag >> 16), (uint8_t)(tag >> 24)};
+        packet.insert(packet.end(), text.begin(), text.end());
+        while (packet.size() % 4) packet.push_back(0);
+        return udp::WithChecksum(packet);
+    }
+};
+
+TEST_F(Listener, PrintsEachMessageAndAcknowledgesEchoRepliesOnce) {
+    Bytes message = Message(0, "hello");
+    PeerSends(message);
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nhello\n");
+    Bytes ack = PeerReceives();
+    ASSERT_EQ(ack.size(), message.size());
+    EXPECT_EQ(ack[4], message[4] | 1) << "bit 0 of the tag is set";
+    EXPECT_EQ(Bytes(ack.begin() + 5, ack.end()), Bytes(message.begin() + 5, message.end()));
+    EXPECT_EQ(udp::InternetChecksum(ack), 0) << "with a fresh checksum";
+    EXPECT_EQ(ping::RxLength, 0);
+
+    // An echo request is printed but not acknowledged (the system answers those), and neither
+    // is a message that is an acknowledgement already.
+    frontEnd.printed.clear();
+    PeerSends(Message(8, "ping"));
+    EngineReads();
+    PeerSends(Message(0, "done", 1));
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nping\n" + Stamp() + ", from  127.0.0.1\ndone\n");
+    EXPECT_TRUE(PeerReceives(200).empty());
+}
+
+TEST_F(Listener, TheMessageIsCutAtTheLengthItsTagCarries) {
+    Bytes message = Message(0, "hello");
+    message[4] = (uint8_t)((3 << 4) | 0xC);  // says 3 characters
+    PeerSends(udp::WithChecksum(message));
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nhel\n");
+
+    frontEnd.printed.clear();
+    message[4] = (uint8_t)0xFC;
+    message[5] = 0x0F;  // says 255 characters: only what came is printed
+    PeerSends(message);
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nhello\n");
+}
+
+TEST_F(Listener, ShortDatagramsAndErrorsAreHarmless) {
+    PeerSends(Bytes{0, 0, 0, 0, 0xFF});
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\n\n");
+    EXPECT_TRUE(PeerReceives(200).empty()) << "too short to acknowledge";
+    frontEnd.printed.clear();
+    PeerSends(Bytes(300, 0));
+    EngineReads();
+    EXPECT_EQ(frontEnd.printed, "") << "a listener ignores read errors";
+    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+// The one-second tick: timeouts and resends, automatic runs, the blinking title, the reopening
+// of a closed socket and the listener's poll. The tick is called directly, one call a second.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ping/icmp.h"
+#include "ping/ping_fixture.h"
+#include "shell/shell.h"
+
+namespace {
+
+using ping_testing::PingTest;
+using udp::Bytes;
+
+class Tick : public PingTest {
+protected:
+    void SetUp() override {
+        PingTest::SetUp();
+        ASSERT_TRUE(UseFakeSocket());
+        strcpy(ping::PingHost, "127.0.0.1");
+        strcpy(ping::PingData, "abcde");
+        ping::PingTimeout = 2;
+        ping::PingRetryNumber = 3;
+    }
+
+    // A run as the dialog starts it: the retries set, the target set, the first echo sent with
+    // the current sequence, which is then counted on.
+    void StartRun(int16_t automatic, int16_t retriesLeft) {
+        ping::PingAuto = automatic;
+        ping::RetriesLeft = retriesLeft;
+        ping::IcmpState = ping::TargetSet;
+        uint32_t sequence = ping::PingSequence++;
+        ASSERT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, ping::MakeEchoTag(5, sequence), 8, ping::TargetAddress), 1);
+    }
+
+    // The sequence numbers of the echoes the peer received so far.
+    std::vector<int> Sequences() {
+        for (Bytes echo = PeerReceives(100); !echo.empty(); echo = PeerReceives(100)) {
+            EXPECT_EQ(echo.size(), 16u);
+            if (echo.size() >= 8) received.push_back(echo[4] | echo[5] << 8);
+        }
+        return received;
+    }
+
+    std::vector<int> received;
+};
+
+TEST_F(Tick, ASinglePingWithoutAnswerResendsUntilItsRetriesAreUsedUp) {
+    ping::PingSequence = 5;
+    StartRun(0, 3);
+    ping::ICMPCheck();
+    EXPECT_EQ(Field(123), "1");
+    EXPECT_EQ(ping::PingSent, 1u);
+
+    ping::ICMPCheck();  // the first timeout
+    EXPECT_EQ(Field(125), "");
+    EXPECT_EQ(Field(126), "Timeout, Sent=2");
+    EXPECT_EQ(Field(123), "2");
+    EXPECT_EQ(Field(127), "2");
+    EXPECT_EQ(ping::PingSent, 2u);
+    EXPECT_EQ(Sequences(), (std::vector<int>{5, 6})) << "ConnectICMP counted on, so the resend has the next number";
+
+    ping::ICMPCheck();
+    ping::ICMPCheck();
+    EXPECT_EQ(Field(126), "Timeout, Sent=3");
+    EXPECT_EQ(Field(127), "1");
+    ping::ICMPCheck();
+    ping::ICMPCheck();  // the last timeout ends the run
+    EXPECT_EQ(Field(126), "Timeout, Sent=4");
+    EXPECT_EQ(Sequences(), (std::vector<int>{5, 6, 6})) << "resends of one number carry the same tag";
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::IcmpState, 0);
+    // The dialog is back to its idle look, showing the settings again.
+    EXPECT_FALSE(Enabled(141));
+    EXPECT_TRUE(Enabled(1));
+    EXPECT_EQ(Field(123), "2");
+    EXPECT_EQ(Field(127), "3");
+    ping::ICMPCheck();
+    EXPECT_EQ(ping::PingSent, 3u);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+TEST_F(Tick, AnAutomaticRunGoesOnAfterRepliesAndTimeoutsWithABlinkingTitle) {
+    StartRun(1, 3);
+    PeerAnswers(PeerReceives());
+    EngineReads();
+    received.push_back(0);
+
+    ping::ICMPCheck();  // the reply moves the run on to the next number
+    EXPECT_EQ(Title(), "Ping");
+    EXPECT_EQ(ping::PingAlive, 1);
+    EXPECT_EQ(Sequences(), (std::vector<int>{0, 2}));
+    EXPECT_EQ(Field(123), "2");
+    EXPECT_EQ(Field(127), "3");
+    ping::ICMPCheck();
+    EXPECT_EQ(Title(), "127.0.0.1 is alive");
+    ping::ICMPCheck();  // timeout: resend
+    EXPECT_EQ(Title(), "Ping");
+    EXPECT_EQ(ping::PingAlive, 0);
+    ping::ICMPCheck();
+    EXPECT_EQ(Title(), "127.0.0.1 timeout");
+    for (int i = 0; i < 4; ++i) ping::ICMPCheck();
+    // Three sends of number 2, then the run moves on with its retries renewed.
+    EXPECT_EQ(Sequences(), (std::vector<int>{0, 2, 2, 2, 3}));
+    EXPECT_EQ(ping::RetriesLeft, 3);
+    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+// The command line starts a run without setting the retries: the first number gets one send.
+TEST_F(Tick, ARunStartedWithNoRetriesLeftMovesOnAtItsFirstTimeout) {
+    ping::PingTimeout = 1;
+    StartRun(1, 0);
+    ping::ICMPCheck();
+    EXPECT_EQ(ping::RetriesLeft, 3);
+    ping::ICMPCheck();
+    EXPECT_EQ(Sequences(), (std::vector<int>{0, 2, 2}));
+}
+
+TEST_F(Tick, ANegativeTimeoutRunsOutAtTheFirstTick) {
+    ping::PingTimeout = -25536;
+    StartRun(0, 3);
+    ping::ICMPCheck();
+    EXPECT_EQ(Field(126), "Timeout, Sent=2");
+    EXPECT_EQ(Field(123), "-25536");
+    EXPECT_EQ(Sequences(), (std::vector<int>{0, 1}));
+}
+
+TEST_F(Tick, ASendWithAnUnexpectedStateIsReportedAndMadeAnyway) {
+    ping::PingAuto = 1;
+    ping::IcmpState = ping::ReplyReceived;  // no target set
+    ping::ICMPCheck();
+    EXPECT_EQ(frontEnd.printed, "ICMPCheck error, SendICMP and ICMPState=0\n");
+    EXPECT_EQ(Sequences(), (std::vector<int>{1}));
+}
+
+TEST_F(Tick, TheTickPollsTheSocketOfAListener) {
+    ping::PingPage = 1;
+    ping::PingListen = 1;
+    ping::IcmpState = ping::TargetSet;
+    PeerSends(Bytes{8, 0, 0, 0, 0x2C, 0, 0, 0, 'h', 'i', 0, 0});
+    ASSERT_TRUE(udp::WaitReadable((int)ping::IcmpSocket, 2000));
+    ping::ICMPCheck();
+    EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nhi\n");
+    EXPECT_EQ(ping::IcmpState, ping::TargetSet) << "a listener never waits for replies";
+}
+
+class Reopen : public PingTest {};
+
+TEST_F(Reopen, AnAutomaticRunReopensItsSocketAtTheNextTick) {
+    if (!RawSocketsAllowed()) GTEST_SKIP() << "raw ICMP sockets need root or CAP_NET_RAW";
+    strcpy(ping::PingHost, "127.0.0.1");
+    strcpy(ping::PingData, "abc");
+    ping::PingAuto = 1;
+    ping::ICMPCheck();
+    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::IcmpState, ping::TargetSet | ping::RequestPending);
+    EXPECT_EQ(ping::PingSent, 1u);
+    EXPECT_EQ(ping::IcmpLength, 12);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+// Without the privilege the socket itself is refused; with it, binding its events to a window
+// that does not exist fails instead. Either way the run ends.
+TEST_F(Reopen, AReopenThatFailsEndsTheAutomaticRun) {
+    bool raw = RawSocketsAllowed();
+    ping::PingAuto = 1;
+    HWND window = MainWindow;
+    if (raw) MainWindow = nullptr;
+    ping::ICMPCheck();
+    MainWindow = window;
+    EXPECT_EQ(frontEnd.printed, "ICMPcheck, Unable to open an ICMP socket ...\n");
+    EXPECT_EQ(frontEnd.boxes, std::vector<std::string>{raw ? "Korvel: OpenICMP, AsyncSelect error 10022\n"
+                                                            : "Korvel: OpenICMP, Socket error 10013 !!!\n"});
+    EXPECT_EQ(ping::PingAuto, 0);
+    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    ping::ICMPCheck();
+    EXPECT_EQ(frontEnd.boxes.size(), 1u) << "no second attempt";
+}
+
+}  // namespace

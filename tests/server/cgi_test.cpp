@@ -1,0 +1,496 @@
+// The CGI gateway inside the server: the request steps, CGILauch and CGICheck, and the CGI
+// states of the channel table and of SendBlockOfData. Nothing here is sent on a socket (the
+// end-to-end tests do that); the channels have no socket, so closing one prints the
+// CloseSocket line.
+
+#include "server/cgi.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include "channel/channel.h"
+#include "platform/clock.h"
+#include "server/request.h"
+#include "server/send.h"
+#include "settings/settings.h"
+#include "shell/shell.h"
+#include "shell/textio.h"
+#include "support/shell_fixture.h"
+#include "support/temp_dir.h"
+
+using testing_support::ChangeDir;
+using testing_support::TempDir;
+
+namespace {
+
+const char kNoSocket[] = "CloseSocket, socket == INVALID_SOCKET\n";
+const char kMailLine[] = "GET /cgi-dosmail?to=bob&text=hi+there HTTP/1.0\r\n";
+const char kMailCall[] = "cgi-dosmail to bob text hi there";
+
+bool WaitUntil(const std::function<bool()>& done) {
+    for (int i = 0; i < 500 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return done();
+}
+
+// True when this file system grants read leases; without them no file is ever seen as being
+// written.
+bool LeasesWork(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) return false;
+    bool granted = fcntl(fd, F_SETLEASE, F_RDLCK) == 0;
+    if (granted) fcntl(fd, F_SETLEASE, F_UNLCK);
+    close(fd);
+    return granted;
+}
+
+// The working directory is a fresh directory holding cgi-dos.map; the home directory is its
+// sub-directory "korvel", named relatively.
+class CgiTest : public testing_support::ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        CreateMainWindow();
+        ASSERT_EQ(mkdir(dir.File("korvel").c_str(), 0755), 0);
+        CopyText(Settings.Server.HomeDir, "korvel");
+        Settings.Server.ServerMode = kHttpModel;
+        PipeCounter = 0;
+        frontEnd.printed.clear();
+    }
+    void TearDown() override {
+        for (Channel& c : Channels)
+            if (c.SendFile) fclose(c.SendFile);
+        InitChannels();
+        PipeCounter = 0;
+        platform::UseRealClock();
+        ShellTest::TearDown();
+    }
+
+    void Map(const std::string& text) { dir.Write("cgi-dos.map", text); }
+
+    // A connected channel between requests, as a client left it.
+    void Waiting(int ch) {
+        Channel& c = Channels[ch];
+        c.State = kWaiting;
+        c.Connected = 1;
+        c.Socket = INVALID_SOCKET;
+        c.StateTime = ChannelNow();
+    }
+
+    // Feeds lines to ProcessRequest as ProcessRead does.
+    void Lines(int ch, std::initializer_list<const char*> lines) {
+        for (const char* line : lines) {
+            CopyText(Channels[ch].Line, line);
+            ProcessRequest(MainWindow, ch);
+        }
+    }
+
+    // A program that records its arguments (one a line) in the file "args" of the working
+    // directory, then does what `then` says.
+    std::string Program(const std::string& then = "") {
+        mkdir(dir.File("bin").c_str(), 0755);
+        dir.Write("bin/record", "#!/bin/sh\nprintf '%s\\n' \"$@\" > args.tmp\nmv args.tmp args\n" + then);
+        chmod(dir.File("bin/record").c_str(), 0755);
+        return dir.File("bin/record");
+    }
+
+    TempDir dir;
+    ChangeDir inside{dir.path()};
+};
+
+// The request steps.
+
+TEST_F(CgiTest, AMailCallOnChannel2BuildsItsCommandLineAndPipeFiles) {
+    Map("cgi-dosmail y h c:\\bin\\mail.bat -q\n");
+    PipeCounter = 6;
+    Waiting(2);
+    Channels[2].RequestFlags = kRequestSeen;
+    ASSERT_TRUE(CgiRequestLine(MainWindow, 2, kMailCall, kMailLine));
+
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosmail to bob text hi there\n");
+    EXPECT_STREQ(CgiCommand[2], "c:\\bin\\mail.bat korvel/ch2_07 -q to bob text hi there");
+    EXPECT_EQ(CgiShow[2], SW_SHOWMINNOACTIVE);
+    EXPECT_EQ(CgiWait[2], 1);
+    EXPECT_EQ(PipeCounter, 7);
+    EXPECT_STREQ(Channels[2].PipeName, "ch2_07.tok");
+    EXPECT_EQ(Channels[2].RequestFlags, kRequestSeen | kRequestCgi);
+    EXPECT_EQ(dir.Read("korvel/ch2_07"), "");
+    EXPECT_EQ(dir.Read("korvel/ch2_07.tok"), "");
+    ASSERT_NE(Channels[2].SendFile, nullptr) << "the .url file stays open for the header lines";
+    fclose(Channels[2].SendFile);
+    Channels[2].SendFile = nullptr;
+    EXPECT_EQ(dir.Read("korvel/ch2_07.url"), kMailLine);
+}
+
+TEST_F(CgiTest, AWholeRequestStartsTheProgramThroughItsDosPath) {
+    // The program is named the DOS way, drive and backslashes, and found all the same.
+    std::string program = Program("echo page > \"$1\"\n");
+    std::string dosProgram = "c:" + program;
+    for (char& c : dosProgram)
+        if (c == '/') c = '\\';
+    Map("cgi-dosmail y h " + dosProgram + " -q\n");
+    Waiting(2);
+    Lines(2, {kMailLine, "Host: here\r\n", "Accept: */*\r\n"});
+    EXPECT_EQ(Channels[2].State, kWaiting) << "nothing starts before the blank line";
+    frontEnd.printed.clear();
+    Lines(2, {"\r\n"});
+
+    EXPECT_EQ(frontEnd.printed, "Executing <2> [" + dosProgram + " korvel/ch2_01 -q to bob text hi there] ...\n");
+    EXPECT_EQ(Channels[2].State, kSending);
+    EXPECT_EQ(Channels[2].CgiState, kPipeCgi);
+    EXPECT_EQ(Channels[2].RequestFlags, 0);
+    EXPECT_EQ(Channels[2].SendFile, nullptr) << "the .url file is closed before the program starts";
+    EXPECT_EQ(dir.Read("korvel/ch2_01.url"), std::string(kMailLine) + "Host: here\r\nAccept: */*\r\n\r\n");
+    ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args") && dir.Read("korvel/ch2_01") == "page\n"; }));
+    EXPECT_EQ(dir.Read("args"), "korvel/ch2_01\n-q\nto\nbob\ntext\nhi\nthere\n");
+}
+
+TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
+    Map("cgi-dosx y h prog\n");
+    auto call = [&](int ch) {
+        Waiting(ch);
+        EXPECT_TRUE(CgiRequestLine(MainWindow, ch, "cgi-dosx a", "GET /cgi-dosx?a\r\n"));
+        if (Channels[ch].SendFile) fclose(Channels[ch].SendFile);
+        Channels[ch].SendFile = nullptr;
+        return std::string(Channels[ch].PipeName);
+    };
+    EXPECT_EQ(call(0), "ch0_01.tok") << "the first waited call after start-up";
+    EXPECT_STREQ(CgiCommand[0], "prog korvel/ch0_01 a");
+    PipeCounter = 98;
+    EXPECT_EQ(call(0), "ch0_99.tok");
+    EXPECT_EQ(call(11), "ch11_00.tok");
+    EXPECT_STREQ(CgiCommand[11], "prog korvel/ch11_00 a");
+    EXPECT_EQ(call(0), "ch0_01.tok");
+    EXPECT_TRUE(dir.Exists("korvel/ch11_00.url"));
+    EXPECT_TRUE(dir.Exists("korvel/ch0_99"));
+}
+
+TEST_F(CgiTest, ACallThatIsNotWaitedForMakesNoPipeFiles) {
+    Map("cgi-dosguest n s guest list.txt\n");
+    Waiting(1);
+    strcpy(Channels[1].PipeName, "before");
+    ASSERT_TRUE(CgiRequestLine(MainWindow, 1, "cgi-dosguest name Jo", "GET /cgi-dosguest?name=Jo HTTP/1.0\r\n"));
+    EXPECT_STREQ(CgiCommand[1], "guest list.txt name Jo");
+    EXPECT_EQ(CgiShow[1], SW_SHOW);
+    EXPECT_EQ(CgiWait[1], 0);
+    EXPECT_EQ(PipeCounter, 0);
+    EXPECT_STREQ(Channels[1].PipeName, "before");
+    EXPECT_EQ(Channels[1].SendFile, nullptr);
+    EXPECT_TRUE(Channels[1].RequestFlags & kRequestCgi);
+    EXPECT_TRUE(std::filesystem::is_empty(dir.File("korvel")));
+}
+
+TEST_F(CgiTest, AKeyThatIsNotInTheMapIsAnsweredWithTheErrorPage) {
+    Map("cgi-dosother y h prog\n\n* y h never\n");
+    Settings.Standard.Server = 1;
+    Waiting(0);
+    Channels[0].RequestFlags = kRequestSeen;
+    ASSERT_TRUE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_STREQ(SendPath[0], "korvel/stder.htm");
+    EXPECT_EQ(Channels[0].RequestFlags, kRequestSeen) << "neither the CGI bit nor the error bit";
+    EXPECT_EQ(PipeCounter, 0);
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\n");
+
+    // Through the whole request: the error page goes out with status 200.
+    Waiting(0);
+    Channels[0].RequestFlags = 0;
+    Lines(0, {"GET /cgi-dosx?a HTTP/1.0\r\n", "\r\n"});
+    EXPECT_EQ(Channels[0].ResponseStatus, 200);
+}
+
+TEST_F(CgiTest, WithoutAMapTheRequestEndsAndSendAndCloseClosesTheChannel) {
+    Waiting(0);
+    EXPECT_FALSE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n" + std::string(kNoSocket));
+    EXPECT_EQ(Channels[0].State, kLeaving);
+
+    Settings.Server.ServerMode &= ~SendAndClose;
+    Waiting(1);
+    frontEnd.printed.clear();
+    EXPECT_FALSE(CgiRequestLine(MainWindow, 1, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n");
+    EXPECT_EQ(Channels[1].State, kWaiting);
+}
+
+TEST_F(CgiTest, ATokFileThatCannotBeMadeEndsTheRequest) {
+    Map("cgi-dosx y h prog\n");
+    CopyText(Settings.Server.HomeDir, "nowhere");
+    Waiting(0);
+    EXPECT_FALSE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to create the pipe file nowhere/ch0_01.tok\n" +
+                                    std::string(kNoSocket));
+    EXPECT_EQ(Channels[0].State, kLeaving);
+    EXPECT_FALSE(Channels[0].RequestFlags & kRequestCgi);
+    EXPECT_EQ(PipeCounter, 1) << "the number is used up";
+}
+
+TEST_F(CgiTest, AUrlFileThatCannotBeMadeIsReportedAndTheCallGoesOn) {
+    Map("cgi-dosx y h prog\n");
+    ASSERT_EQ(mkdir(dir.File("korvel/ch0_01.url").c_str(), 0755), 0);
+    Waiting(0);
+    EXPECT_TRUE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open korvel/ch0_01.url\n");
+    EXPECT_EQ(Channels[0].SendFile, nullptr);
+    EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
+    EXPECT_STREQ(CgiCommand[0], "prog korvel/ch0_01 a");
+}
+
+// The command line "p a...a" of a call whose argument text is a blank and n letters.
+class CommandLengthTest : public CgiTest {
+protected:
+    void SetUp() override {
+        CgiTest::SetUp();
+        Map("cgi-dosx n h p\n");
+    }
+    bool Call(size_t letters) {
+        Waiting(0);
+        strcpy(CgiCommand[0], "previous");
+        call = "cgi-dosx " + std::string(letters, 'a');
+        frontEnd.printed.clear();
+        return CgiRequestLine(MainWindow, 0, call.c_str(), "GET /cgi-dosx?a HTTP/1.0\r\n");
+    }
+    // What was printed after the call line (which Print cuts at 999 characters).
+    std::string Printed() const {
+        size_t callLine = std::min<size_t>(("\nCGI-Call = " + call + "\n").size(), 999);
+        return frontEnd.printed.substr(callLine);
+    }
+    std::string call;
+};
+
+TEST_F(CommandLengthTest, ProgramsStartWithAtMost126Characters) {
+    ASSERT_TRUE(Call(124));
+    EXPECT_EQ(strlen(CgiCommand[0]), 126u);
+    EXPECT_EQ(Printed(), "");
+    EXPECT_EQ(Channels[0].State, kWaiting);
+
+    EXPECT_FALSE(Call(125));
+    EXPECT_EQ(Printed(), "Process read, size of cgi command line 127 is greater than 128\n" + std::string(kNoSocket));
+    EXPECT_EQ(Channels[0].State, kLeaving);
+    EXPECT_EQ(CgiCommand[0], "p " + std::string(125, 'a')) << "kept before the check";
+}
+
+TEST_F(CommandLengthTest, CommandLinesOver511CharactersAreRefusedFirst) {
+    EXPECT_FALSE(Call(509));
+    EXPECT_EQ(Printed(), "Process read, size of cgi command line 511 is greater than 128\n" + std::string(kNoSocket));
+    EXPECT_EQ(strlen(CgiCommand[0]), 199u) << "cut to the field";
+
+    EXPECT_FALSE(Call(510));
+    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + std::string(kNoSocket));
+    EXPECT_STREQ(CgiCommand[0], "previous");
+    EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
+
+    EXPECT_FALSE(Call(4000));
+    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + std::string(kNoSocket));
+}
+
+// CGILauch.
+
+class LaunchTest : public CgiTest {
+protected:
+    void SetUp() override {
+        CgiTest::SetUp();
+        platform::UseFakeClock(1800000000, 0);
+        Waiting(2);
+        Channels[2].StateTime = 1700000000;
+        CgiWait[2] = 1;
+        CgiShow[2] = SW_SHOWMINNOACTIVE;
+    }
+};
+
+TEST_F(LaunchTest, CgiMaxRunningProgramsDelayTheCallLeavingChannelsIncluded) {
+    Settings.CGI.CGIMax = 2;
+    Settings.Server.HowManyClients = 5;
+    strcpy(CgiCommand[2], "prog korvel/ch2_03 a");
+    Channels[0].State = kSending;
+    Channels[0].CgiState = kPipeCgi;
+    Channels[4].State = kLeaving;
+    Channels[4].CgiState = kPipeCgi;
+    Channels[1].State = kSending;
+    Channels[1].CgiState = kCgiDelayed;  // delayed calls do not count
+    Channels[7].State = kSending;
+    Channels[7].CgiState = kPipeCgi;  // beyond HowManyClients: never looked at
+
+    EXPECT_EQ(CGILauch(MainWindow, 2), 0);
+    EXPECT_EQ(frontEnd.printed, "Delaying <2> [prog korvel/ch2_03 a] ...\n");
+    EXPECT_EQ(Channels[2].CgiState, kCgiDelayed);
+    EXPECT_EQ(Channels[2].State, kSending);
+    EXPECT_EQ(Channels[2].StateTime, 1700000000u) << "the delay counts from the end of the request";
+
+    Settings.CGI.CGIMax = 0;
+    Channels[0].CgiState = Channels[4].CgiState = kCgiNone;
+    frontEnd.printed.clear();
+    EXPECT_EQ(CGILauch(MainWindow, 2), 0);
+    EXPECT_EQ(frontEnd.printed, "Delaying <2> [prog korvel/ch2_03 a] ...\n") << "CGIMax 0 delays every call";
+}
+
+TEST_F(LaunchTest, AWaitedProgramThatStartsLeavesTheChannelSending) {
+    std::string program = Program();
+    snprintf(CgiCommand[2], sizeof CgiCommand[2], "%s korvel/ch2_03 x", program.c_str());
+    EXPECT_EQ(CGILauch(MainWindow, 2), 1);
+    EXPECT_EQ(frontEnd.printed, "Executing <2> [" + program + " korvel/ch2_03 x] ...\n");
+    EXPECT_EQ(Channels[2].CgiState, kPipeCgi);
+    EXPECT_EQ(Channels[2].State, kSending);
+    EXPECT_EQ(Channels[2].StateTime, 1800000000u);
+    ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args"); }));
+    EXPECT_EQ(dir.Read("args"), "korvel/ch2_03\nx\n");
+}
+
+// CGICheck, CloseChannel and LeavingCheck: a leaving channel whose program runs.
+
+class LeavingCgiTest : public CgiTest {
+protected:
+    void SetUp() override {
+        CgiTest::SetUp();
+        Channels[4].State = kLeaving;
+        Channels[4].Socket = INVALID_SOCKET;
+        Channels[4].CgiState = kPipeCgi;
+        strcpy(Channels[4].PipeName, "ch4_03.tok");
+        dir.Write("korvel/ch4_03.tok", "");
+    }
+};
+
+TEST_F(LeavingCgiTest, CGICheckWaitsForTheTokFileToHoldSomething) {
+    EXPECT_EQ(CGICheck(MainWindow, 4), 0);
+    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, State=Leaving, Waiting cgi response\n");
+    EXPECT_EQ(Channels[4].CgiState, kPipeCgi);
+
+    dir.Write("korvel/ch4_03.tok", "NULL");
+    frontEnd.printed.clear();
+    EXPECT_EQ(CGICheck(MainWindow, 4), 1);
+    EXPECT_EQ(frontEnd.printed, "");
+    EXPECT_EQ(Channels[4].CgiState, kCgiNone);
+
+    EXPECT_EQ(CGICheck(MainWindow, 4), 1);
+    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, and not PIPE_CGI state \n");
+}
+
+TEST_F(LeavingCgiTest, CGICheckWaitsWhileTheTokFileIsBeingWritten) {
+    if (!LeasesWork(dir.File("korvel/ch4_03.tok"))) GTEST_SKIP() << "this file system grants no read leases";
+    FILE* writer = fopen(dir.File("korvel/ch4_03.tok").c_str(), "ab");
+    ASSERT_NE(writer, nullptr);
+    fputs("korvel/ch4_03", writer);
+    fflush(writer);
+    EXPECT_EQ(CGICheck(MainWindow, 4), 0);
+    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, State=Leaving, pipefile korvel/ch4_03.tok Permission Denied\n");
+    EXPECT_EQ(Channels[4].CgiState, kPipeCgi);
+    fclose(writer);
+    EXPECT_EQ(CGICheck(MainWindow, 4), 1);
+
+    // A .tok file that is gone is waited for without a word.
+    Channels[4].CgiState = kPipeCgi;
+    strcpy(Channels[4].PipeName, "ch4_04.tok");
+    frontEnd.printed.clear();
+    EXPECT_EQ(CGICheck(MainWindow, 4), 0);
+    EXPECT_EQ(frontEnd.printed, "");
+}
+
+TEST_F(LeavingCgiTest, WithCGISynchroAClosedChannelKeepsCountingAsARunningProgram) {
+    Waiting(3);
+    Channels[3].CgiState = kPipeCgi;
+    CloseChannel(3);
+    EXPECT_EQ(Channels[3].State, kLeaving);
+    EXPECT_EQ(Channels[3].CgiState, kPipeCgi);
+
+    Settings.CGI.CGISynchro = 0;
+    Waiting(5);
+    Channels[5].CgiState = kPipeCgi;
+    CloseChannel(5);
+    EXPECT_EQ(Channels[5].CgiState, kCgiNone);
+
+    Settings.CGI.CGISynchro = 1;
+    Waiting(6);
+    Channels[6].CgiState = kCgiDelayed;
+    CloseChannel(6);
+    EXPECT_EQ(Channels[6].CgiState, kCgiNone) << "only a running program is kept";
+}
+
+TEST_F(LeavingCgiTest, LeavingCheckPollsTheAnswerAndWaitsTheSendingTimeout) {
+    Settings.Server.LeavingTimeout = 2;
+    Settings.Server.SendingTimeout = 10;
+    LeavingCheck(4, 0, 9);
+    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, State=Leaving, Waiting cgi response\n");
+    EXPECT_EQ(Channels[4].State, kLeaving) << "9 s is past the leaving time but not the sending time";
+
+    dir.Write("korvel/ch4_03.tok", "korvel/ch4_03");
+    LeavingCheck(4, 0, 9);
+    EXPECT_EQ(Channels[4].CgiState, kCgiNone);
+    EXPECT_EQ(Channels[4].State, kLeaving) << "this check still counted the sending time";
+    LeavingCheck(4, 0, 9);
+    EXPECT_EQ(Channels[4].State, kFree);
+
+    // With no answer at all, the sending time ends it.
+    Channels[4].State = kLeaving;
+    Channels[4].CgiState = kPipeCgi;
+    dir.Write("korvel/ch4_03.tok", "");
+    LeavingCheck(4, 0, 10);
+    EXPECT_EQ(Channels[4].State, kFree);
+    EXPECT_EQ(Channels[4].CgiState, kCgiNone);
+}
+
+// SendBlockOfData: the pending CGI states of a sending channel.
+
+class PendingCgiTest : public CgiTest {
+protected:
+    void SetUp() override {
+        CgiTest::SetUp();
+        Waiting(3);
+        Channels[3].State = kSending;
+        Channels[3].CgiState = kPipeCgi;
+        strcpy(Channels[3].PipeName, "ch3_05.tok");
+        dir.Write("korvel/ch3_05.tok", "");
+    }
+};
+
+TEST_F(PendingCgiTest, AnAwaitedAnswerIsPolledUntilItsTokFileIsComplete) {
+    SendBlockOfData(MainWindow, 3);
+    EXPECT_EQ(frontEnd.printed, "Waiting cgi response on channel3\n");
+
+    if (LeasesWork(dir.File("korvel/ch3_05.tok"))) {
+        FILE* writer = fopen(dir.File("korvel/ch3_05.tok").c_str(), "ab");
+        ASSERT_NE(writer, nullptr);
+        frontEnd.printed.clear();
+        SendBlockOfData(MainWindow, 3);
+        EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile korvel/ch3_05.tok Permission Denied\n");
+        fclose(writer);
+    }
+
+    ASSERT_EQ(remove(dir.File("korvel/ch3_05.tok").c_str()), 0);
+    frontEnd.printed.clear();
+    SendBlockOfData(MainWindow, 3);
+    EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile (korvel/ch3_05.tok) error [2]\n");
+    EXPECT_EQ(Channels[3].State, kSending) << "an awaited answer is waited for whatever the error";
+    EXPECT_EQ(Channels[3].CgiState, kPipeCgi);
+}
+
+TEST_F(PendingCgiTest, ADelayedCallIsTriedAgainAtEverySend) {
+    Settings.CGI.CGIMax = 1;
+    Channels[0].State = kLeaving;
+    Channels[0].CgiState = kPipeCgi;
+    Channels[3].CgiState = kCgiDelayed;
+    strcpy(CgiCommand[3], "c:\\no\\such\\program");
+    SendBlockOfData(MainWindow, 3);
+    SendBlockOfData(MainWindow, 3);
+    EXPECT_EQ(frontEnd.printed, "Delaying <3> [c:\\no\\such\\program] ...\nDelaying <3> [c:\\no\\such\\program] ...\n");
+    EXPECT_EQ(Channels[3].CgiState, kCgiDelayed);
+
+    // The running program answered: the call starts, fails, and its error page is sent.
+    Channels[0].CgiState = kCgiNone;
+    frontEnd.printed.clear();
+    SendBlockOfData(MainWindow, 3);
+    EXPECT_EQ(frontEnd.printed,
+              "Executing <3> [c:\\no\\such\\program] ...\nCGILauch, WinExec error [2]\n"
+              "\nSendaFile,the requested file korvel/cgierr.htm doesn't exist[errno= 2]\n" +
+                  std::string(kNoSocket));
+    EXPECT_EQ(Channels[3].CgiState, kCgiNone);
+}
+
+}  // namespace
