@@ -171,6 +171,25 @@ def scene_client():
     return s
 
 
+def scene_url_browser():
+    work = tempfile.mkdtemp(prefix="korvel-tui-")
+    for name in ("grab", "site", "www.example.org"):
+        os.mkdir(os.path.join(work, name))
+    for name in ("bookmarks.html", "index.html", "report.html"):
+        open(os.path.join(work, name), "w").close()
+    with open(os.path.join(work, "korvel.ini"), "w") as f:
+        f.write("[Server]\nServerPort=%d\n" % tui_session.free_port())
+    s = tui_session.TuiSession([], None, WIDTH, HEIGHT, workdir=work)
+    s.own_dir = True
+    s.wait_for("Winsock")
+    s.keys("Enter")
+    s.keys("M-o", "u")
+    s.wait_for("http://")
+    s.keys("Tab", "Tab", "Enter")  # from the URL field to "browse"
+    s.wait_for("[www.example.org]")
+    return s
+
+
 def scene_edit():
     s = plain_session()
     s.keys("M-m", "e")
@@ -227,6 +246,7 @@ SCENES = {
     "server": scene_server,
     "client": scene_client,
     "url": scene_dialog("u", "http://"),
+    "url-browser": scene_url_browser,
     "edit": scene_edit,
     "save": scene_dialog("a", "Save the settings"),
     "statistics": scene_statistics,

@@ -181,7 +181,7 @@ void ChooseLooks() {
     set(Style::ButtonDefault, COLOR_BLUE, COLOR_WHITE, A_BOLD);
     set(Style::ButtonFocused, COLOR_WHITE, COLOR_BLUE, A_BOLD);
     set(Style::List, COLOR_BLACK, COLOR_CYAN, A_NORMAL);
-    set(Style::ListSelected, COLOR_BLACK, COLOR_WHITE, A_BOLD);
+    set(Style::ListSelected, COLOR_WHITE, bright ? grey : COLOR_BLACK, A_BOLD);
     set(Style::ListSelectedFocused, COLOR_WHITE, COLOR_BLUE, A_BOLD);
     set(Style::ScrollTrack, bright ? grey : fgDefault, bgDefault, greyAttr);
     set(Style::ScrollThumb, fgDefault, bgDefault, A_NORMAL);
