@@ -204,7 +204,12 @@ TEST_F(TuiScreen, PanelsStackAtTheRightTakeTheKeyboardAndCloseWithEsc) {
     EXPECT_EQ(desktop.FocusedPanel(), StatisticsDialog);
     Input(Event::Char(U'a'));  // typed into the panel's first field, not on the console
     EXPECT_TRUE(Posted().empty());
-    Input(Event::Of(Key::Escape));  // no button 2: the close box
+    Input(Event::Of(Key::Escape));  // a panel closes as its close box does
+    EXPECT_EQ(Posted(), (List{"close"}));
+    Compose();
+    Rect box = Form::CloseBox(places[0].second);
+    EXPECT_EQ(Cells(box.x, box.y, 3), "[x]");
+    Input(Event::Mouse(MouseAction::Press, box.x + 1, box.y));
     EXPECT_EQ(Posted(), (List{"close"}));
     Input(Event::Mouse(MouseAction::Press, 0, 21));  // a click on the console gives it the keyboard
     EXPECT_EQ(desktop.FocusedPanel(), nullptr);

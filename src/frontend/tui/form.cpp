@@ -202,6 +202,10 @@ bool Form::PressEnter() {
 }
 
 void Form::PressEscape() {
+    if (panel_) {
+        platform::UserCloseDialog(dialog_);
+        return;
+    }
     if (ControlState* cancel = platform::FindControl(dialog_, IDCANCEL)) {
         if (cancel->enabled) platform::UserClick(dialog_, IDCANCEL);
         return;
@@ -401,6 +405,10 @@ bool Form::HandleMouse(const Event& event, const Rect& outer) {
         return true;
     }
     if (!outer.Contains(event.x, event.y)) return false;
+    if (panel_ && event.mouse == MouseAction::Press && CloseBox(outer).Contains(event.x, event.y)) {
+        platform::UserCloseDialog(dialog_);
+        return true;
+    }
     for (int i = 0; i < (int)controls.size(); ++i) {
         ControlState& c = *controls[(size_t)i];
         Rect r = ControlRect(outer, c);
@@ -441,6 +449,7 @@ void Form::Draw(Canvas& canvas, const Rect& outer, bool active) {
     GetWindowTextA(dialog_, title, sizeof title);
     canvas.Fill(outer, Style::Dialog);
     canvas.Frame(outer, Style::Dialog, DisplayText(title), active ? Style::DialogTitle : Style::Dialog);
+    if (panel_ && outer.w >= 12) canvas.Text(CloseBox(outer).x, outer.y, U"[x]", Style::Dialog);
     auto controls = Controls();
     for (int i = 0; i < (int)controls.size(); ++i) DrawControl(canvas, outer, i, active);
     if (dropOpen_ >= 0) DrawDropList(canvas, outer);

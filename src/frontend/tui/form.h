@@ -13,7 +13,7 @@
 // button); Space clicks a button, toggles a check box, checks a radio button, opens a
 // drop-down; Enter presses the focused button, else the default one; Esc presses the button
 // with id 2 when the dialog has one (nothing when it is greyed), else closes the dialog as
-// its close box would; arrows move within a radio group, a list or a drop-down, and from
+// its close box would (a panel always closes as its close box does); arrows move within a radio group, a list or a drop-down, and from
 // other controls to the previous or next one; Alt+letter (or the letter alone, away from an
 // edit) acts on the control whose label underlines that letter.
 #pragma once
@@ -31,6 +31,11 @@ class Form {
 public:
     explicit Form(HWND dialog = nullptr) : dialog_(dialog) {}
     HWND Dialog() const { return dialog_; }
+
+    // A panel (a modeless dialog beside the console) has a close box "[x]" in its frame, and
+    // Esc closes it as that box does, whatever its buttons.
+    void SetPanel(bool panel) { panel_ = panel; }
+    static Rect CloseBox(const Rect& outer) { return Rect{outer.Right() - 5, outer.y, 3, 1}; }
 
     // The size of the dialog with its frame.
     int OuterWidth() const;
@@ -89,6 +94,7 @@ private:
     void DrawDropList(Canvas& canvas, const Rect& outer);
 
     HWND dialog_;
+    bool panel_ = false;
     int focus_ = -1;  // index of the control with the keyboard in template order
     std::map<int, EditState> edits_;
     std::map<int, ListState> lists_;

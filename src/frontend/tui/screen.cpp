@@ -47,6 +47,7 @@ void Desktop::Forget(HWND window) {
 
 void Desktop::ShowPanel(HWND dialog) {
     if (std::find(panels_.begin(), panels_.end(), dialog) == panels_.end()) panels_.push_back(dialog);
+    FormOf(dialog).SetPanel(true);
     // A window that is shown is activated: the panel takes the keyboard.
     focusedPanel_ = dialog;
 }
