@@ -45,7 +45,7 @@ protected:
     // The messages the input posted, in order, without delivering them.
     std::vector<std::string> Posted() {
         std::vector<std::string> out;
-        while (platform::QueuedMessageCount() > 0) {
+        for (int i = 0; i < 1000 && platform::QueuedMessageCount() > 0; ++i) {
             MSG m;
             GetMessageA(&m, nullptr, 0, 0);
             std::string what;

@@ -117,15 +117,18 @@ class EchoServer:
             return
         with conn:
             conn.sendall(b"HELLO FROM THE TEST\r\n")
-            conn.settimeout(20)
-            try:
-                while True:
+            conn.settimeout(1)
+            deadline = time.monotonic() + 30
+            while time.monotonic() < deadline:
+                try:
                     data = conn.recv(4096)
-                    if not data:
-                        return
-                    self.received.extend(data)
-            except OSError:
-                return
+                except socket.timeout:
+                    continue
+                except OSError:
+                    return
+                if not data:
+                    return
+                self.received.extend(data)
 
     def wait_for(self, data, timeout=10.0):
         deadline = time.monotonic() + timeout

@@ -20,11 +20,13 @@ def http_get(port, path="/"):
     with socket.create_connection(("127.0.0.1", port), timeout=10) as s:
         s.sendall(b"GET %s HTTP/1.0\r\n\r\n" % path.encode())
         data = b""
-        while True:
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline:
             chunk = s.recv(65536)
             if not chunk:
-                return data
+                break
             data += chunk
+        return data
 
 
 def site():
