@@ -259,7 +259,10 @@ class TuiSession:
             return f.read().split()
 
     def close(self):
+        socket_path = self._tmux("display", "-p", "#{socket_path}", check=False).stdout.strip()
         self._tmux("kill-server", check=False)
+        if socket_path.endswith(self.socket) and os.path.exists(socket_path):
+            os.unlink(socket_path)
         if self.own_dir:
             shutil.rmtree(self.dir, ignore_errors=True)
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "frontend/tui/input.h"
 #include "frontend/tui/text.h"
@@ -22,11 +23,14 @@ constexpr int64_t kBusyRedrawMs = 100;
 // The signal pipe carries one byte per signal: the signal number.
 int signalWriteEnd = -1;
 
+// Keeps errno as it was: the loop's poll() reads it after the signal interrupted it.
 void OnSignal(int signal) {
     if (signalWriteEnd < 0) return;
+    int saved = errno;
     char byte = (char)signal;
     ssize_t ignored = write(signalWriteEnd, &byte, 1);
     (void)ignored;
+    errno = saved;
 }
 
 constexpr int kHandledSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGWINCH};
@@ -152,8 +156,9 @@ void TerminalFrontEnd::HandleEvents(const pollfd* fds, size_t count) {
     if (count >= 2 && (fds[1].revents & POLLIN)) TakeSignals();
     if (count >= 1 && fds[0].fd >= 0) {
         if (fds[0].revents & POLLIN) ReadInput();
-        // The terminal went away: stop watching it and end the program as a hang-up would.
-        if (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL) && !(fds[0].revents & POLLIN)) {
+        // The terminal went away: stop watching it (it would stay readable with nothing to
+        // read) and end the program as a hang-up would.
+        if (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL)) {
             inputOpen_ = false;
             if (IsWindow(MainWindow)) DestroyWindow(MainWindow);
         }
