@@ -3,6 +3,7 @@ server is open, the Server dialog opening the server, popups that leave the prog
 and a resize while a dialog is open."""
 
 import os
+import shutil
 import socket
 import tempfile
 import time
@@ -29,8 +30,10 @@ def http_get(port, path="/"):
         return data
 
 
-def site():
+def site(test):
+    """A home directory with one page, removed after the test."""
     directory = tempfile.mkdtemp(prefix="korvel-tui-site-")
+    test.addCleanup(shutil.rmtree, directory, True)
     with open(os.path.join(directory, "home.htm"), "w") as f:
         f.write("<html>home</html>\n")
     return directory
@@ -46,7 +49,7 @@ class Menus(unittest.TestCase):
 
     def test_the_menu_greys_client_and_url_while_the_server_is_open(self):
         port = free_port()
-        s = start(["-server"], {"Server": {"ServerPort": port, "HomeDir": site()}}, banner=False)
+        s = start(["-server"], {"Server": {"ServerPort": port, "HomeDir": site(self)}}, banner=False)
         self.addCleanup(s.close)
         s.wait_for("Server is ready on port %d" % port)
         s.keys("F10")
@@ -97,7 +100,7 @@ class Menus(unittest.TestCase):
 class Dialogs(unittest.TestCase):
     def test_the_server_dialog_opens_the_server_and_the_console_shows_its_requests(self):
         port = free_port()
-        home = site()
+        home = site(self)
         s = start([], {"Server": {"ServerPort": 80, "HomeDir": home}})
         self.addCleanup(s.close)
         s.keys("M-o", "s")
