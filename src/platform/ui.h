@@ -305,11 +305,16 @@ inline ControlTemplate Group(const char* text, int16_t x, int16_t y, int16_t wid
 inline ControlTemplate Edit(int id, int16_t x, int16_t y, int16_t width) {
     return ControlTemplate{id, ControlKind::Edit, "", x, y, width, 1};
 }
+// A check box or radio button is at least as wide as its mark ("[ ] ", "( ) ") and label.
+inline int16_t MarkedWidth(const char* text, int16_t width) {
+    int16_t needed = (int16_t)(__builtin_strlen(text) + 4);
+    return width > needed ? width : needed;
+}
 inline ControlTemplate Check(int id, const char* text, int16_t x, int16_t y, int16_t width) {
-    return ControlTemplate{id, ControlKind::CheckBox, text, x, y, width, 1};
+    return ControlTemplate{id, ControlKind::CheckBox, text, x, y, MarkedWidth(text, width), 1};
 }
 inline ControlTemplate Radio(int id, const char* text, int16_t x, int16_t y, int16_t width, bool first = false) {
-    return ControlTemplate{id, ControlKind::Radio, text, x, y, width, 1, first};
+    return ControlTemplate{id, ControlKind::Radio, text, x, y, MarkedWidth(text, width), 1, first};
 }
 inline ControlTemplate Button(int id, const char* text, int16_t x, int16_t y, int16_t width, bool isDefault = false) {
     return ControlTemplate{id, ControlKind::Button, text, x, y, width, 1, false, isDefault};

@@ -1,5 +1,7 @@
 #include "frontend/tui/form.h"
 
+#include <strings.h>
+
 #include <algorithm>
 
 #include "frontend/tui/text.h"
@@ -201,11 +203,19 @@ bool Form::PressEnter() {
     return true;
 }
 
+// Esc cancels: it presses the dialog's button labelled Cancel when it has one (the Server and
+// Client dialogs use control 2 for "Close", which would close the server or the client), else
+// control 2, else the close box.
 void Form::PressEscape() {
     if (panel_) {
         platform::UserCloseDialog(dialog_);
         return;
     }
+    for (ControlState* control : Controls())
+        if (control->kind == ControlKind::Button && strcasecmp(control->label.c_str(), "cancel") == 0) {
+            if (control->enabled) platform::UserClick(dialog_, control->id);
+            return;
+        }
     if (ControlState* cancel = platform::FindControl(dialog_, IDCANCEL)) {
         if (cancel->enabled) platform::UserClick(dialog_, IDCANCEL);
         return;
