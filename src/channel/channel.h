@@ -78,6 +78,9 @@ int ChannelsInUse();
 uint32_t ChannelNow();
 
 void InitChannels();
+// Prepares a free slot for a new connection: line, buffers, files, CGI state, request state,
+// counters and grab record start afresh. The caller sets the socket and the state fields.
+void ResetSlot(Channel& c);
 void CloseChannel(int ch);
 void ChannelTick();
 void LeavingCheck(int ch, int force, int32_t idle);

@@ -35,6 +35,25 @@ void InitChannels() {
     }
 }
 
+// A slot freed by a grab's retry or crawl step still points at the grab's fetch record; a new
+// connection must not inherit it (a grab's own connection is attached to it again).
+void ResetSlot(Channel& c) {
+    c.LineLength = 0;
+    c.LineFill = 0;
+    c.TxCount = 0;
+    c.TxStart = 0;
+    c.SendFile = nullptr;
+    c.ExtCmdOpen = 0;
+    c.ExtCmdFile = nullptr;
+    c.CgiState = kCgiNone;
+    c.RequestFlags = 0;
+    c.ResponseStatus = 0;
+    c.RxLogFile = nullptr;
+    c.TxBytes = 0;
+    c.RxBytes = 0;
+    c.Fetch = nullptr;
+}
+
 namespace {
 
 void CloseFile(FILE*& file) {

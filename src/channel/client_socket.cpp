@@ -71,26 +71,12 @@ bool Resolve(HWND window, const char* host, uint8_t (&address)[4]) {
 }
 
 void PrepareSlot(Channel& c, SOCKET s) {
+    ResetSlot(c);
     c.Socket = s;
-    c.LineLength = 0;
-    c.LineFill = 0;
-    c.TxCount = 0;
-    c.TxStart = 0;
-    c.SendFile = nullptr;
-    c.ExtCmdOpen = 0;
-    c.ExtCmdFile = nullptr;
-    c.CgiState = kCgiNone;
-    c.RequestFlags = 0;
-    c.ResponseStatus = 0;
     c.LocalClient = 1;
     c.State = kWaiting;
-    c.RxBytes = 0;
-    c.TxBytes = 0;
-    c.Connected = 0;
+    c.Connected = 0;  // shown as PreWait until the connect completes
     c.StateTime = ChannelNow();
-    // A slot freed by a grab's retry or crawl step still points at the grab's fetch record;
-    // only a grab's own connection is attached to it again.
-    c.Fetch = nullptr;
 }
 
 // Starts a non-blocking connect; INVALID_SOCKET (after its message box) on failure.

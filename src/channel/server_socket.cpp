@@ -54,32 +54,13 @@ void Refuse(HWND window) {
     closesocket(s);
 }
 
-void PrepareSlot(Channel& c) {
-    c.LineLength = 0;
-    c.LineFill = 0;
-    c.TxCount = 0;
-    c.TxStart = 0;
-    c.SendFile = nullptr;
-    c.ExtCmdOpen = 0;
-    c.ExtCmdFile = nullptr;
-    c.CgiState = kCgiNone;
-    c.RequestFlags = 0;
-    c.ResponseStatus = 0;
-    c.RxLogFile = nullptr;
-    c.TxBytes = 0;
-    c.RxBytes = 0;
+void Accept(HWND window, int ch) {
+    Channel& c = Channels[ch];
+    ResetSlot(c);
     c.LocalClient = 0;
     c.State = kWaiting;
     c.StateTime = ChannelNow();
     c.Connected = 1;
-    // A slot freed by a grab's retry or crawl step still points at the grab's fetch record;
-    // a Remote Client must not inherit it.
-    c.Fetch = nullptr;
-}
-
-void Accept(HWND window, int ch) {
-    Channel& c = Channels[ch];
-    PrepareSlot(c);
     SOCKADDR_IN peer{};
     int length = sizeof peer;
     c.Socket = accept(ServerSocket, reinterpret_cast<SOCKADDR*>(&peer), &length);

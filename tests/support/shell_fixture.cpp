@@ -35,6 +35,7 @@ void ResetProgramState() {
     ShowCommand = SW_SHOWMINNOACTIVE;
     LastSize = 0;
     for (auto& proc : DialogProcedures) proc = nullptr;
+    memset(Channels, 0, sizeof Channels);
     InitChannels();
     for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
     ServerSocket = INVALID_SOCKET;
