@@ -2,14 +2,12 @@
 dialog, STOP during a grab, and the links of a saved page listed and bookmarked."""
 
 import os
-import shutil
 import socket
-import tempfile
 import threading
 import unittest
 
-from grabsite import BANNER, PythonServer, quiet_workdir, write_files
-from korvel import Korvel
+from grabsite import BANNER, PythonServer
+from korvel import read_file, start, temp_dir, write_files
 
 SITE = {
     "page.htm": '<html><body><a href="other.htm">o</a> <img src="pic.gif"></body></html>\n',
@@ -20,23 +18,14 @@ SITE = {
 
 class UrlDialog(unittest.TestCase):
     def setUp(self):
-        self.site = tempfile.mkdtemp(prefix="ku-site-")
-        self.addCleanup(shutil.rmtree, self.site, True)
-        write_files(self.site, SITE)
-        self.home = tempfile.mkdtemp(prefix="ku-home-")
-        self.addCleanup(shutil.rmtree, self.home, True)
+        self.home = temp_dir(self, "ku-home-")
 
-    def korvel(self, script, url=None):
-        settings = {"Url": {"HomeDir": self.home, "LeavingTimeout": 0, "Retry": 0},
-                    "Standard": {"Url": 1}}
-        k = Korvel(script=script, settings=settings, workdir=quiet_workdir())
-        k.own_dir = True
-        self.addCleanup(k.close)
-        return k
+    def korvel(self, script):
+        return start(self, script=script, tags=True, settings={
+            "Url": {"HomeDir": self.home, "LeavingTimeout": 0, "Retry": 0}, "Standard": {"Url": 1}})
 
     def test_each_kind_of_grab_starts_from_the_dialog(self):
-        server = PythonServer(self.site)
-        self.addCleanup(server.close)
+        server = PythonServer(self, files=SITE)
         address = "127.0.0.1:%d/page.htm" % server.port
         start = ["menu 109", "set 121 " + address]
         script = "\n".join(
@@ -53,9 +42,7 @@ class UrlDialog(unittest.TestCase):
         names = sorted(os.listdir(self.home))
         for expected in ("kvdir.htm", "no_name"):
             self.assertIn(expected, names)
-        with open(os.path.join(self.home, "kvdir.htm"), "rb") as f:
-            report = f.read()
-        self.assertEqual(report.count(b">Document http://127.0.0.1"), 3 + 1 + 1 + 1,
+        self.assertEqual(read_file(os.path.join(self.home, "kvdir.htm")).count(b">Document http://127.0.0.1"), 3 + 1 + 1 + 1,
                          "Binary 1, OK+IMG 2 (page, image), LEVEL_N 3 (page, other, image); Text writes none")
         self.assertIn(b"Order 1, 1 URL(s) detected\n", out, "N= -3 was taken as 1")
 
@@ -81,8 +68,7 @@ class UrlDialog(unittest.TestCase):
 
 class UrlBrowser(unittest.TestCase):
     def test_the_links_of_a_saved_page_are_listed_and_bookmarked(self):
-        work = quiet_workdir()
-        self.addCleanup(shutil.rmtree, work, True)
+        work = temp_dir(self, "ku-work-")
         write_files(work, {"saved.htm": '<html><a href="http://far.example/x.htm">x</a> <a href="rel/y.htm">y</a>'
                                         ' <img src="z.gif"></html>\n'})
         script = "\n".join([
@@ -93,15 +79,13 @@ class UrlBrowser(unittest.TestCase):
             "set 109 server1/dir/", "click 110",
             "set 114 book.htm", "select 107 1", "click 115", "click 115",
             "dump", "click 1", "dialog", "expect 121 server1/dir/rel/y.htm", "click 2", "quit"])
-        k = Korvel(script=script, workdir=work, settings={"Url": {"HomeDir": work}})
-        self.addCleanup(k.close)
+        k = start(self, script=script, workdir=work, settings={"Url": {"HomeDir": work}}, tags=True)
         self.assertEqual(k.wait_exit(30), 0, k.err)
         err = k.err.decode("latin-1")
         self.assertIn("load 107 list 1 0 http://server1/dir/rel/y.htm [http://far.example/x.htm|"
                       "http://server1/dir/rel/y.htm|http://server1/dir/z.gif]\n", err)
-        with open(os.path.join(work, "book.htm"), "rb") as f:
-            self.assertEqual(f.read(), b'<a href="http://server1/dir/rel/y.htm">http://server1/dir/rel/y.htm</a><br>\r\n'
-                                       * 2)
+        self.assertEqual(read_file(os.path.join(work, "book.htm")),
+                         b'<a href="http://server1/dir/rel/y.htm">http://server1/dir/rel/y.htm</a><br>\r\n' * 2)
 
 
 if __name__ == "__main__":
