@@ -117,6 +117,10 @@ class Levels(GrabTest):
                                  % port_text(port).encode())
                 self.assertEqual(g.out.count(b"FILE IS COMPLETE\n"), 6 if standard else 0)
                 server.wait_for("%s/img/logo.gif ...\n" % self.site, after=0)
+                # The request as it arrived: one line in HTTP 0.9, the whole header in 1.0.
+                request = (b"GET /sub/b.htm HTTP/1.0[CR][LF]\nUser-Agent: Korvel/4.0 (Win32; I)[CR][LF]\nAccept: "
+                           if standard else b"GET /sub/b.htm[CR][LF]\n\n")
+                server.wait_for(request, after=0)
 
     def test_a_page_and_its_images(self):
         server = self.python_server()
@@ -156,9 +160,10 @@ class StartPages(GrabTest):
         self.assertIn(b"Order 1, 1 URL(s) detected\n", g.out)
 
     def test_a_grab_that_cannot_start_ends_the_program(self):
-        for url, message in (("http://2mypc/no/such/page.htm", b"Unable to find file /no/such/page.htm\n"),
-                             ("ftp://host/dir/", b"URL format error ...\n")):
-            g = Grab(self, ["-u", url])
+        for url, message, home in (("http://2mypc/no/such/page.htm", b"Unable to find file /no/such/page.htm\n", None),
+                                   ("ftp://host/dir/", b"URL format error ...\n", None),
+                                   ("http://127.0.0.1:1/x.htm", b"Unable to open file http.tmp\n", "/nonexistent-kg")):
+            g = Grab(self, ["-u", url], url_settings={"HomeDir": home} if home else None)
             self.assertEqual(g.code, 0)
             self.assertIn(message, g.out)
             self.assertNotIn(BANNER, g.out)

@@ -58,7 +58,8 @@ class Faults(unittest.TestCase):
         self.assertNotIn(b"URL Retry", g.out)
         self.assertEqual(g.file("01cut.htm"), body)
         self.assertIn(b"(length 900 bytes) Status 200 Content text/html File_NOK", g.report())
-        self.assertEqual(len(requests), 1)
+        self.assertEqual(requests, [b"GET /cut.htm HTTP/1.0\r\nUser-Agent: Korvel/4.0 (Win32; I)\r\n"
+                                    b"Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, */*\r\n\r\n"])
 
     def test_a_document_without_a_length_gets_no_verdict(self):
         requests, port = self.canned(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\nsome text\n")

@@ -74,6 +74,18 @@ class Limits(unittest.TestCase):
         self.assertIn(b"2 image(s) detected\n", g.out)
 
 
+    def test_past_the_image_limit_a_page_takes_what_the_work_file_last_held(self):
+        server = PythonServer(self, files={"index.htm": '<a href=a.htm>a</a><img src=i.gif> tail',
+                                           "a.htm": "<p>page a</p><img src=j.gif>", "i.gif": "GIF-i"})
+        g = run_grab(self, ["-o", "1", "-u", server.url("/index.htm")], url_settings={"MaxIMG": 1})
+        self.assertEqual(g.file("01index.htm"), b'<a href="02a.htm">a</a><img src="03i.gif"')
+        # The image pass of a.htm wrote nothing, so a.htm took the start page's head from the work
+        # file; the closing pass then found no page 02a.htm under a.htm's name: an absolute link.
+        self.assertEqual(g.file("02a.htm").decode(),
+                         '<a href="http://127.0.0.1:%s/02a.htm">a</a><img src="03i.gif"' % port_text(server.port))
+        self.assertEqual(len(server.requests()), 3, "j.gif is never asked for")
+
+
 class ThroughAProxy(unittest.TestCase):
     def origin(self, files):
         root = temp_dir(self, "kg-site-")

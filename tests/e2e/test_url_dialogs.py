@@ -1,8 +1,8 @@
 """The URL dialog and the URL Browser driven through scripts: each kind of grab started from the
 dialog, STOP during a grab, and the links of a saved page listed and bookmarked."""
 
+import http.server
 import os
-import socket
 import threading
 import unittest
 
@@ -28,42 +28,70 @@ class UrlDialog(unittest.TestCase):
         server = PythonServer(self, files=SITE)
         address = "127.0.0.1:%d/page.htm" % server.port
         start = ["menu 109", "set 121 " + address]
+        configuration = ["menu 102", "dialog DIALOG_1", "dump", "click 2", "dialog"]
         script = "\n".join(
+            configuration +
             start + ["click 1", "waitfor End Of URL"] +                                   # Text
             start + ["click 143", "click 1", "waitfor End Of URL"] +                      # Binary
             start + ["click 148", "waitfor End Of URL"] +                                 # OK+IMG
-            start + ["set 129 -3", "click 149", "waitfor End Of URL", "quit"])            # LEVEL_N
+            start + ["set 129 -3", "click 149", "waitfor End Of URL"] +                   # LEVEL_N
+            configuration + ["quit"])
         k = self.korvel(script)
         self.assertEqual(k.wait_exit(60), 0, k.err)
         out = k.out
         self.assertEqual(out.count(BANNER), 4)
         self.assertIn(b"url=http://%s\n" % address.encode(), out, "a Text grab shows its analysis")
         self.assertIn(b"<a href=\"other.htm\">o</a>", out, "and the document on the console")
-        names = sorted(os.listdir(self.home))
-        for expected in ("kvdir.htm", "no_name"):
-            self.assertIn(expected, names)
+        self.assertEqual(read_file(os.path.join(self.home, "no_name")), SITE["page.htm"].encode(), "the body alone")
+        # The Configuration dialog before and after: the server's time limits are back, and its
+        # mode is the one of the last grab (binary, with time limits).
+        dumps = [line.split(" ", 4) for line in k.err.decode("latin-1").splitlines() if line.startswith("DIALOG_1 ")]
+        before, after = dumps[:len(dumps) // 2], dumps[len(dumps) // 2:]
+        self.assertEqual([d for d in before if d[2] == "edit"], [d for d in after if d[2] == "edit"])
+        self.assertEqual("".join(d[4][0] for d in after if d[2] == "checkbox"), "001010011")
         self.assertEqual(read_file(os.path.join(self.home, "kvdir.htm")).count(b">Document http://127.0.0.1"), 3 + 1 + 1 + 1,
                          "Binary 1, OK+IMG 2 (page, image), LEVEL_N 3 (page, other, image); Text writes none")
         self.assertIn(b"Order 1, 1 URL(s) detected\n", out, "N= -3 was taken as 1")
 
-    def test_stop_ends_a_running_grab(self):
-        listener = socket.socket()
-        listener.bind(("127.0.0.1", 0))
-        listener.listen(1)
-        self.addCleanup(listener.close)
-        held = []
-        threading.Thread(target=lambda: held.append(listener.accept()), daemon=True).start()
-        self.addCleanup(lambda: [c.close() for c, _ in held])
+    def test_stop_during_an_image_still_reports_it_and_ends_with_the_banner(self):
+        # The page's image comes as a header and 100 of its 1000 bytes; then the server waits.
+        release = threading.Event()
+        self.addCleanup(release.set)
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                if self.path == "/p.htm":
+                    body = b'<img src="big.gif">'
+                    self.wfile.write(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: %d\r\n\r\n"
+                                     % len(body) + body)
+                else:
+                    self.wfile.write(b"HTTP/1.0 200 OK\r\nContent-Type: image/gif\r\nContent-Length: 1000\r\n\r\n"
+                                     + b"g" * 100)
+                    self.wfile.flush()
+                    release.wait(10)
+
+            def log_message(self, *args):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
         script = "\n".join([
-            "menu 109", "set 121 127.0.0.1:%d/slow.htm" % listener.getsockname()[1], "click 143", "click 1",
-            "waitfor Local Client <0> Login", "menu 109", "expect 141 STOP", "dump", "click 141",
-            "waitfor End Of URL", "quit"])
+            "menu 109", "set 121 127.0.0.1:%d/p.htm" % server.server_address[1], "click 143", "click 148",
+            "waitfor Data Length to be received = 1000", "wait 0.5", "menu 109", "expect 141 STOP", "dump",
+            "click 141", "waitfor End Of URL", "quit"])
         k = self.korvel(script)
         self.assertEqual(k.wait_exit(60), 0, k.err)
         err = k.err.decode("latin-1")
         self.assertIn("DIALOG_6 141 button 1 0 STOP\n", err, "STOP is usable while the grab runs")
         self.assertIn("DIALOG_6 1 button 0 0 OK\n", err, "the start buttons are not")
-        self.assertIn(b"\nLocal Client <0> Logout", k.out)
+        out = k.out
+        self.assertIn(b"Status 200 [OK->200], Header Length 66 bytes, Data Length 1000\nFILE IS UNCOMPLETE\n", out)
+        self.assertIn(BANNER + b"01p.htm\n", out)
+        self.assertNotIn(b"URL Retry", out)
+        self.assertIn(b"(length 100 bytes) Status 200 Content image/gif File_NOK",
+                      read_file(os.path.join(self.home, "kvdir.htm")))
 
 
 class UrlBrowser(unittest.TestCase):
