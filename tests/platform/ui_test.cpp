@@ -70,6 +70,16 @@ protected:
         platform::ResetWindows();
         platform::ResetUi();
     }
+    // A window whose procedure gets a WM_TIMER every 10 ms: it keeps a modal loop turning.
+    static HWND TimerWindow(const char* name, WNDPROC proc) {
+        WNDCLASSEXA cls{};
+        cls.lpfnWndProc = proc;
+        cls.lpszClassName = name;
+        RegisterClassExA(&cls);
+        HWND window = CreateWindowExA(0, name, name, 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+        SetTimer(window, 1, 10, nullptr);
+        return window;
+    }
     HWND owner = nullptr;
 };
 
@@ -86,12 +96,7 @@ TEST_F(UiModel, AModalDialogRunsItsOwnLoopUntilEndDialog) {
             return 0;
         }
     };
-    WNDCLASSEXA cls{};
-    cls.lpfnWndProc = Clicker::Proc;
-    cls.lpszClassName = "clicker";
-    RegisterClassExA(&cls);
-    HWND clicker = CreateWindowExA(0, "clicker", "c", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-    SetTimer(clicker, 1, 10, nullptr);
+    TimerWindow("clicker", Clicker::Proc);
     INT_PTR result = DialogBoxParamA(nullptr, "test_dialog", owner, TestProc, (LPARAM) "start");
     EXPECT_EQ(result, 77);
     EXPECT_EQ(commands, (std::vector<std::string>{"141/0", "1/0"}));
@@ -112,12 +117,7 @@ TEST_F(UiModel, AQuitInsideAModalDialogEndsItAndIsPostedAgain) {
             return 0;
         }
     };
-    WNDCLASSEXA cls{};
-    cls.lpfnWndProc = Quitter::Proc;
-    cls.lpszClassName = "quitter";
-    RegisterClassExA(&cls);
-    HWND quitter = CreateWindowExA(0, "quitter", "q", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-    SetTimer(quitter, 1, 10, nullptr);
+    HWND quitter = TimerWindow("quitter", Quitter::Proc);
     DialogBoxParamA(nullptr, "TEST_DIALOG", owner, TestProc, (LPARAM) "");
     KillTimer(quitter, 1);
     MSG msg;
