@@ -35,28 +35,6 @@ protected:
     }
 };
 
-TEST_F(Reply, TheEchoGoesOutExactlyAndItsReplyIsTimedCountedAndShown) {
-    Bytes echo = SendEcho("abcde", 1);
-    EXPECT_EQ(echo, (Bytes{0x08, 0x00, 0x0C, 0x78, 0x01, 0x00, 0xC0, 0xC0, 0x61, 0x62, 0x63, 0x64, 0x65, 0x00, 0x00,
-                           0x00}));
-    EXPECT_EQ(Field(124), Stamp() + ", Pinging 127.0.0.1, ICMP_length=16");
-    EXPECT_EQ(ping::PingSent, 1u);
-    EXPECT_EQ(ping::IcmpLength, 16);
-    EXPECT_EQ(ping::IcmpState, ping::TargetSet | ping::RequestPending);
-
-    platform::AdvanceFakeClock(0, 7);
-    PeerAnswers(echo);
-    EngineReads();
-    EXPECT_EQ(Field(125), "127.0.0.1 is alive (0007 ms) Checksum= OK, Length=16, Seq=00001");
-    EXPECT_EQ(Field(126), "Sent: 1, Received: 1, Lost: 00%, Time_Average 0007 ms");
-    EXPECT_EQ(ping::PingReceived, 1u);
-    EXPECT_EQ(ping::PingTotalTime, 7u);
-    // A single ping ends at its first reply.
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
-    EXPECT_EQ(ping::IcmpState, 0);
-    EXPECT_EQ(frontEnd.printed, "");
-}
-
 TEST_F(Reply, OnlyTheAwaitedReplyCountsAndOnlyOnce) {
     ping::PingAuto = 1;  // keeps the socket open after a reply
     Bytes echo = SendEcho("abcde", 1);
