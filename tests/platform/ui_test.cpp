@@ -110,21 +110,6 @@ TEST_F(UiModel, AMissingTemplateOrProcedureCannotBeCreated) {
     EXPECT_EQ(CreateDialogParamA(nullptr, "NOPE", owner, TestProc, 0), nullptr);
 }
 
-TEST_F(UiModel, AQuitInsideAModalDialogEndsItAndIsPostedAgain) {
-    struct Quitter {
-        static LRESULT Proc(HWND, UINT message, WPARAM, LPARAM) {
-            if (message == WM_TIMER) PostQuitMessage(5);
-            return 0;
-        }
-    };
-    HWND quitter = TimerWindow("quitter", Quitter::Proc);
-    DialogBoxParamA(nullptr, "TEST_DIALOG", owner, TestProc, (LPARAM) "");
-    KillTimer(quitter, 1);
-    MSG msg;
-    EXPECT_FALSE(GetMessageA(&msg, nullptr, 0, 0));
-    EXPECT_EQ(msg.wParam, 5u);
-}
-
 TEST_F(UiModel, UserActionsChangeTheModelThenNotifyTheDialog) {
     HWND dialog = CreateDialogParamA(nullptr, "TEST_DIALOG", owner, TestProc, (LPARAM) "init");
     ASSERT_NE(dialog, nullptr);
@@ -223,17 +208,6 @@ TEST_F(UiModel, IsDialogMessageTakesOnlyMessagesForTheDialogAndItsControls) {
     EXPECT_TRUE(IsDialogMessageA(dialog, &forControl));
     EXPECT_FALSE(IsDialogMessageA(dialog, &forOwner));
     EXPECT_FALSE(IsDialogMessageA(nullptr, &forOwner));
-}
-
-TEST_F(UiModel, TheClipboardHoldsWhatTheUserCopied) {
-    OpenClipboard(owner);
-    EXPECT_EQ(GetClipboardData(CF_TEXT), nullptr);
-    platform::SetClipboardText("copied");
-    HANDLE data = GetClipboardData(CF_TEXT);
-    ASSERT_NE(data, nullptr);
-    EXPECT_STREQ((const char*)GlobalLock(data), "copied");
-    GlobalUnlock(data);
-    CloseClipboard();
 }
 
 }  // namespace
