@@ -62,9 +62,10 @@ def foreground_colours(line):
 
 
 class TuiSession:
-    def __init__(self, words=(), settings=None, width=120, height=40):
+    def __init__(self, words=(), settings=None, width=120, height=40, workdir=None):
         self.socket = "korvel-tui-%d-%d" % (os.getpid(), next(_sessions))
-        self.dir = tempfile.mkdtemp(prefix="korvel-tui-")
+        self.own_dir = workdir is None
+        self.dir = workdir or tempfile.mkdtemp(prefix="korvel-tui-")
         self.width, self.height = width, height
         if settings is not None:
             with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
@@ -150,7 +151,8 @@ class TuiSession:
         self._tmux("kill-server", check=False)
         if socket_path.endswith(self.socket) and os.path.exists(socket_path):
             os.unlink(socket_path)
-        shutil.rmtree(self.dir, ignore_errors=True)
+        if self.own_dir:
+            shutil.rmtree(self.dir, ignore_errors=True)
 
 
 def start(test, words=(), settings=None, width=120, height=40, banner=True):
