@@ -112,15 +112,6 @@ TEST_F(ConsoleTest, DeleteRedrawsTheRestOfTheRowAtTheRowNumberedByTheLeftColumn)
     EXPECT_EQ(frontEnd.draws[0].text, "bcdef" + std::string(115, ' '));
 }
 
-TEST_F(ConsoleTest, EachStoredCharacterIsDrawnInItsCell) {
-    frontEnd.draws.clear();
-    Put("\nab");
-    ASSERT_EQ(frontEnd.draws.size(), 2u);
-    EXPECT_EQ(frontEnd.draws[1].x, 1);
-    EXPECT_EQ(frontEnd.draws[1].y, 1);
-    EXPECT_EQ(frontEnd.draws[1].text, "b");
-}
-
 TEST_F(ConsoleTest, PrintReturnsTheFormattedLengthStopsSendingAtNulAndCutsAt999Characters) {
     EXPECT_EQ(Print(MainWindow, "%s-%d", "ab", 42), 5);
     EXPECT_EQ(Row(175), "ab-42");
