@@ -14,6 +14,7 @@ which it needs when run as root).
 import argparse
 import html
 import os
+import re
 import shutil
 import socket
 import subprocess
@@ -37,6 +38,108 @@ PAD = 10
 PALETTE = ["#000000", "#aa0000", "#00aa00", "#aa5500", "#0000aa", "#aa00aa", "#00aaaa", "#aaaaaa",
            "#555555", "#ff5555", "#55ff55", "#ffff55", "#5555ff", "#ff55ff", "#55ffff", "#ffffff"]
 DEFAULT_FG, DEFAULT_BG = "#d0d0d0", "#141414"
+
+
+class Cell:
+    __slots__ = ("ch", "fg", "bg", "bold", "dim", "reverse", "underline")
+
+    def __init__(self, ch=" ", fg=None, bg=None, bold=False, dim=False, reverse=False, underline=False):
+        self.ch, self.fg, self.bg = ch, fg, bg
+        self.bold, self.dim, self.reverse, self.underline = bold, dim, reverse, underline
+
+
+_SGR = re.compile(r"\x1b\[([0-9;:]*)m")
+
+
+def parse_ansi(text, width):
+    """Rows of Cells from capture-pane -e output. Colours are palette numbers (0-255), None for
+    the terminal's default."""
+    rows = []
+    state = Cell()
+    for line in text.split("\n"):
+        row = []
+        i = 0
+        while i < len(line):
+            m = _SGR.match(line, i)
+            if m:
+                _apply_sgr(state, m.group(1))
+                i = m.end()
+                continue
+            if line[i] == "\x1b":  # some other escape: skip it
+                i += 1
+                continue
+            row.append(Cell(line[i], state.fg, state.bg, state.bold, state.dim, state.reverse, state.underline))
+            i += 1
+        while len(row) < width:
+            row.append(Cell())
+        rows.append(row[:width])
+    return rows
+
+
+def _apply_sgr(state, params):
+    codes = [int(p) if p else 0 for p in re.split("[;:]", params)] if params else [0]
+    i = 0
+    while i < len(codes):
+        c = codes[i]
+        if c == 0:
+            state.fg = state.bg = None
+            state.bold = state.dim = state.reverse = state.underline = False
+        elif c == 1:
+            state.bold = True
+        elif c == 2:
+            state.dim = True
+        elif c == 4:
+            state.underline = True
+        elif c == 7:
+            state.reverse = True
+        elif c == 22:
+            state.bold = state.dim = False
+        elif c == 24:
+            state.underline = False
+        elif c == 27:
+            state.reverse = False
+        elif 30 <= c <= 37:
+            state.fg = c - 30
+        elif c == 39:
+            state.fg = None
+        elif 40 <= c <= 47:
+            state.bg = c - 40
+        elif c == 49:
+            state.bg = None
+        elif 90 <= c <= 97:
+            state.fg = c - 90 + 8
+        elif 100 <= c <= 107:
+            state.bg = c - 100 + 8
+        elif c in (38, 48) and i + 2 < len(codes) and codes[i + 1] == 5:
+            if c == 38:
+                state.fg = codes[i + 2]
+            else:
+                state.bg = codes[i + 2]
+            i += 2
+        i += 1
+
+
+def cells(session):
+    """The screen of a session as rows of Cells with their colours and attributes."""
+    out = session._tmux("capture-pane", "-p", "-e", "-N").stdout
+    return parse_ansi(out, session.width)[:session.height]
+
+
+def start(words=(), settings=None, width=WIDTH, height=HEIGHT, banner=True):
+    """A session past the start-up notice (dismissed with Enter) when there is one, else showing
+    its menu bar."""
+    session = tui_session.TuiSession(words, settings, width, height)
+    try:
+        if banner:
+            session.wait_for("Winsock", what="the start-up notice")
+            session.keys("Enter")
+            session.wait_for(lambda s: "Winsock" not in s, what="the notice to go")
+        else:
+            session.wait_for("Cursor  Options", what="the menu bar")
+    except Exception:
+        session.close()
+        raise
+    return session
 
 
 def colour(index, default):
@@ -88,7 +191,7 @@ div { white-space: pre; height: %dpx; }
 
 
 def photograph(session, path):
-    rows = session.cells()
+    rows = cells(session)
     x, y, visible = session.cursor()
     work = tempfile.mkdtemp(prefix="korvel-shot-")
     try:
@@ -116,13 +219,13 @@ def http_get(port, path):
 def server_session():
     port = tui_session.free_port()
     settings = {"Server": {"ServerPort": port, "HomeDir": os.path.join(ROOT, "examples", "site")}}
-    s = tui_session.start(["-server"], settings, WIDTH, HEIGHT, banner=False)
+    s = start(["-server"], settings, WIDTH, HEIGHT, banner=False)
     s.wait_for("Server is ready on port %d" % port)
     return s, port
 
 
 def plain_session(**settings):
-    return tui_session.start([], settings or {"Server": {"ServerPort": tui_session.free_port()}}, WIDTH, HEIGHT)
+    return start([], settings or {"Server": {"ServerPort": tui_session.free_port()}}, WIDTH, HEIGHT)
 
 
 # ---- Scenes: each returns the session to photograph ----

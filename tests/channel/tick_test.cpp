@@ -92,17 +92,6 @@ TEST_F(ChannelTimeLimits, EveryConnectionEndsAtTheConnectionTimeoutHoweverBusy) 
     EXPECT_EQ(Channels[0].State, kFree) << "CloseChannel, then FD_CLOSE frees the leaving slot";
 }
 
-TEST_F(ChannelTimeLimits, ALeavingChannelWhoseProgramRunsWaitsTheSendingTime) {
-    Settings.CGI.CGISynchro = 1;
-    Channel& c = Take(0, kLeaving, 10);
-    c.CgiState = kPipeCgi;
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kLeaving) << "not LeavingTimeout's 2 s";
-    Take(0, kLeaving, 60).CgiState = kPipeCgi;
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kFree);
-}
-
 TEST_F(ChannelTimeLimits, LeavingChannelsExpireEvenWithoutTimeouts) {
     Settings.Server.ServerMode &= ~EnableTimeout;
     Take(0, kLeaving, 1);
@@ -110,13 +99,6 @@ TEST_F(ChannelTimeLimits, LeavingChannelsExpireEvenWithoutTimeouts) {
     EXPECT_EQ(Channels[0].State, kLeaving);
     Take(0, kLeaving, 2);
     ChannelTick();
-    EXPECT_EQ(Channels[0].State, kFree);
-}
-
-TEST_F(ChannelTimeLimits, WithNoLeavingTimeAClosedChannelIsFreeAtOnce) {
-    Settings.Server.LeavingTimeout = 0;
-    Take(0, kWaiting, 0);
-    CloseChannel(0);
     EXPECT_EQ(Channels[0].State, kFree);
 }
 

@@ -1,4 +1,4 @@
-"""Runs the real korvel binary for end-to-end tests.
+"""Runs the real korvel binary for end-to-end tests, and the small helpers they share.
 
 A Korvel object starts the program headless in a directory of its own (with a korvel.ini),
 reads its standard output as it comes, and stops it with SIGTERM. Every wait is bounded.
@@ -15,7 +15,8 @@ import time
 
 BINARY = os.environ.get("KORVEL_BIN", os.path.join(os.path.dirname(__file__), "../../build/korvel"))
 SOURCE = os.environ.get("KORVEL_SOURCE", os.path.join(os.path.dirname(__file__), "../.."))
-SANITIZED = os.environ.get("KORVEL_SANITIZED", "0") in ("1", "ON", "TRUE", "true")
+# The built-in tag entries written as a tag.map, so start-up has nothing to report.
+TAG_MAP = "U <a href=\nU <area href=\nM <form action=\nM <base x= Y\nI <img src=\nI <body background=\nI <input src=\n"
 
 
 def free_port():
@@ -27,46 +28,81 @@ def free_port():
 
 def ini(sections):
     """korvel.ini text from {section: {key: value}}."""
-    lines = []
-    for section, keys in sections.items():
-        lines.append("[%s]" % section)
-        lines.extend("%s=%s" % (k, v) for k, v in keys.items())
-        lines.append("")
-    return "\n".join(lines)
+    return "".join("[%s]\n%s\n" % (section, "".join("%s=%s\n" % kv for kv in keys.items()))
+                   for section, keys in sections.items())
+
+
+def merged(*sections):
+    """Settings dicts merged section by section, later ones winning."""
+    result = {}
+    for settings in sections:
+        for section, keys in (settings or {}).items():
+            result.setdefault(section, {}).update(keys)
+    return result
+
+
+def write_files(root, files):
+    for name, content in files.items():
+        path = os.path.join(root, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as f:
+            f.write(content if isinstance(content, bytes) else content.encode("latin-1"))
+
+
+def read_file(path):
+    with open(path, "rb") as f:
+        return f.read()
+
+
+def temp_dir(test, prefix="korvel-e2e-"):
+    """A directory removed when the test ends."""
+    path = tempfile.mkdtemp(prefix=prefix)
+    test.addCleanup(shutil.rmtree, path, True)
+    return path
+
+
+def wait_until(done, timeout=10.0):
+    deadline = time.monotonic() + timeout
+    while not done() and time.monotonic() < deadline:
+        time.sleep(0.05)
+    return done()
+
+
+def header(length, content_type=b"text/html"):
+    """The header of korvel's HTTP 1.0 answers (no type: a file of an unknown extension)."""
+    mime = b"MIME-Version: 1.0\r\nContent-Type: " + content_type + b"\r\n" if content_type else b""
+    return b"HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\n" + mime + b"Content-Length: %d\r\n\r\n" % length
 
 
 class Korvel:
-    def __init__(self, words=(), settings=None, workdir=None, script=None, env=None, prefix=()):
+    def __init__(self, words=(), settings=None, workdir=None, script=None, env=None, prefix=(), tags=False):
         """prefix: a command that runs the binary, such as ["ip", "netns", "exec", NAME]; it must
-        exec the binary in its own place, so that signals reach korvel itself."""
+        exec the binary in its own place, so that signals reach korvel itself. tags: write the
+        tag.map first, so that start-up has nothing to report."""
         self.own_dir = workdir is None
         self.dir = workdir or tempfile.mkdtemp(prefix="korvel-e2e-")
-        if settings is not None:
-            with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
-                f.write(ini(settings) if isinstance(settings, dict) else settings)
+        files = {"korvel.ini": ini(settings) if isinstance(settings, dict) else settings}
+        if tags:
+            files["tag.map"] = TAG_MAP
+        if script is not None:
+            files["script.txt"] = script
+        write_files(self.dir, {name: text for name, text in files.items() if text is not None})
         args = list(prefix) + [BINARY, "--headless"]
         if script is not None:
-            path = os.path.join(self.dir, "script.txt")
-            with open(path, "w") as f:
-                f.write(script)
-            args += ["--script", path]
-        args += list(words)
-        self.process = subprocess.Popen(args, cwd=self.dir, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE, env=dict(os.environ, **(env or {})))
-        self._out = bytearray()
-        self._err = bytearray()
+            args += ["--script", os.path.join(self.dir, "script.txt")]
+        self.process = subprocess.Popen(args + list(words), cwd=self.dir, stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        env=dict(os.environ, **(env or {})))
+        self._out, self._err = bytearray(), bytearray()
         self._lock = threading.Lock()
-        self._readers = [threading.Thread(target=self._pump, args=(self.process.stdout, self._out), daemon=True),
-                         threading.Thread(target=self._pump, args=(self.process.stderr, self._err), daemon=True)]
+        self._readers = [threading.Thread(target=self._pump, args=pair, daemon=True)
+                         for pair in ((self.process.stdout, self._out), (self.process.stderr, self._err))]
         for reader in self._readers:
             reader.start()
         self._seen = 0
 
     def _pump(self, stream, into):
-        while True:
-            chunk = stream.read1(65536)
-            if not chunk:
-                return
+        for chunk in iter(lambda: stream.read1(65536), b""):
             with self._lock:
                 into.extend(chunk)
 
@@ -80,54 +116,46 @@ class Korvel:
         with self._lock:
             return bytes(self._err)
 
+    def _report(self):
+        return "output:\n%s\nstderr:\n%s" % (self.out.decode("latin-1"), self.err.decode("latin-1"))
+
     def wait_for(self, text, timeout=10.0, after=None):
         """Waits until standard output holds text (bytes or str) past position `after` (default:
         past the previous match). Returns the output so far."""
-        if isinstance(text, str):
-            text = text.encode("latin-1")
+        text = text.encode("latin-1") if isinstance(text, str) else text
         start = self._seen if after is None else after
         deadline = time.monotonic() + timeout
         while time.monotonic() < deadline:
+            ended = self.process.poll() is not None
+            if ended:
+                time.sleep(0.05)
             out = self.out
             found = out.find(text, start)
             if found >= 0:
                 self._seen = found + len(text)
                 return out
-            if self.process.poll() is not None:
-                time.sleep(0.05)
-                out = self.out
-                if out.find(text, start) >= 0:
-                    continue
-                raise AssertionError("korvel ended (code %s) before printing %r; output:\n%s\nstderr:\n%s"
-                                     % (self.process.returncode, text, out.decode("latin-1"),
-                                        self.err.decode("latin-1")))
+            if ended:
+                raise AssertionError("korvel ended (code %s) before printing %r; %s"
+                                     % (self.process.returncode, text, self._report()))
             time.sleep(0.02)
-        raise AssertionError("timed out waiting for %r; output:\n%s\nstderr:\n%s"
-                             % (text, self.out.decode("latin-1"), self.err.decode("latin-1")))
+        raise AssertionError("timed out waiting for %r; %s" % (text, self._report()))
 
     def wait_err(self, text, timeout=10.0):
-        if isinstance(text, str):
-            text = text.encode("latin-1")
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline:
-            if text in self.err:
-                return self.err
-            time.sleep(0.02)
-        raise AssertionError("timed out waiting for %r on stderr:\n%s" % (text, self.err.decode("latin-1")))
+        text = text.encode("latin-1") if isinstance(text, str) else text
+        if not wait_until(lambda: text in self.err, timeout):
+            raise AssertionError("timed out waiting for %r on stderr:\n%s" % (text, self.err.decode("latin-1")))
+        return self.err
 
     def stop(self, timeout=10.0):
         """SIGTERM and wait; returns the exit code."""
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
         try:
-            code = self.process.wait(timeout)
+            return self.wait_exit(timeout)
         except subprocess.TimeoutExpired:
             self.process.kill()
-            code = self.process.wait(5)
+            self.process.wait(5)
             raise AssertionError("korvel did not stop on SIGTERM")
-        for reader in self._readers:
-            reader.join(5)
-        return code
 
     def wait_exit(self, timeout=30.0):
         code = self.process.wait(timeout)
@@ -148,30 +176,44 @@ class Korvel:
 
     def rss_kb(self):
         with open("/proc/%d/status" % self.process.pid) as f:
-            for line in f:
-                if line.startswith("VmRSS:"):
-                    return int(line.split()[1])
-        return 0
+            return next(int(line.split()[1]) for line in f if line.startswith("VmRSS:"))
 
     def close(self):
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait(5)
-        for stream in (self.process.stdout, self.process.stderr):
-            stream.close()
+        self.process.stdout.close()
+        self.process.stderr.close()
         if self.own_dir:
             shutil.rmtree(self.dir, ignore_errors=True)
 
-    def __enter__(self):
-        return self
 
-    def __exit__(self, *exc):
-        self.close()
+def start(test, *args, **kwargs):
+    """A Korvel closed when the test ends."""
+    k = Korvel(*args, **kwargs)
+    test.addCleanup(k.close)
+    return k
 
 
-def http_get(port, raw_request, timeout=10.0, host="127.0.0.1"):
+def start_server(test, home, server=None, standard=1, extra=None, port=None):
+    """korvel -server on home, with a tag.map, closed when the test ends; returns (Korvel, port)."""
+    port = port or free_port()
+    settings = merged({"Server": {"ServerPort": port, "HomeDir": home}, "Standard": {"Server": standard}},
+                      {"Server": server or {}}, extra)
+    k = start(test, ["-server"], settings=settings, tags=True)
+    k.wait_for("Server is ready on port %d\n" % port)
+    return k, port
+
+
+def start_proxy(test, home, target_port, **server):
+    """korvel -server relaying every request to 127.0.0.1:target_port; returns (Korvel, port)."""
+    return start_server(test, home, dict({"ServerDef": 1, "ServerProxy": 1, "ProxyHost": "127.0.0.1",
+                                          "ProxyPort": target_port}, **server))
+
+
+def http_get(port, raw_request, timeout=10.0):
     """Sends raw bytes and returns everything the server sends until it closes."""
-    with socket.create_connection((host, port), timeout=timeout) as s:
+    with socket.create_connection(("127.0.0.1", port), timeout=timeout) as s:
         s.sendall(raw_request)
         return read_until_closed(s, timeout)
 
@@ -189,6 +231,54 @@ def read_until_closed(s, timeout=10.0):
             break
         data.extend(chunk)
     return bytes(data)
+
+
+def recv_exactly(s, length):
+    """length bytes from s (fewer when it closes first)."""
+    data = b""
+    while len(data) < length:
+        chunk = s.recv(length - len(data))
+        if not chunk:
+            break
+        data += chunk
+    return data
+
+
+class TcpService:
+    """A line-oriented TCP service on loopback for one client: sends a greeting, keeps what it
+    receives, and answers every received line end with `answer`."""
+
+    def __init__(self, greeting=b"", answer=b""):
+        self.listener = socket.socket()
+        self.listener.bind(("127.0.0.1", 0))
+        self.listener.listen(1)
+        self.listener.settimeout(30)
+        self.port = self.listener.getsockname()[1]
+        self.greeting, self.answer = greeting, answer
+        self.received = bytearray()
+        self.conn = None
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        try:
+            self.conn, _ = self.listener.accept()
+            self.conn.settimeout(30)
+            self.conn.sendall(self.greeting)
+            for data in iter(lambda: self.conn.recv(4096), b""):
+                self.received.extend(data)
+                if b"\n" in data and self.answer:
+                    self.conn.sendall(self.answer)
+        except OSError:
+            pass
+
+    def wait_for(self, data, timeout=10.0):
+        if not wait_until(lambda: data in bytes(self.received), timeout):
+            raise AssertionError("the service received only %r" % bytes(self.received))
+
+    def close(self):
+        if self.conn:
+            self.conn.close()
+        self.listener.close()
 
 
 def run_tool(args, timeout=30.0, **kwargs):

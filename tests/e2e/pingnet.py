@@ -2,10 +2,12 @@
 it, joined by a veth pair, and raw ICMP sockets opened inside them (to capture what korvel
 sends, to answer it, or to flood it). Nothing here touches the machine's own network.
 
-Namespaces and raw sockets need root; skip_reason() says why a test cannot run.
+Namespaces and raw sockets need root; NetTest skips its tests without them.
 """
 
+import collections
 import ctypes
+import functools
 import itertools
 import os
 import socket
@@ -13,40 +15,36 @@ import struct
 import subprocess
 import threading
 import time
+import unittest
 
-from korvel import have
+from korvel import have, start, wait_until
 
 CLONE_NEWNET = 0x40000000
 _libc = ctypes.CDLL(None, use_errno=True)
 _names = itertools.count()
-_reason = None
-_probed = False
 
 HERE_ADDRESS = "10.201.0.1"
 THERE_ADDRESS = "10.201.0.2"
 
 
 def _ip(*args):
-    return subprocess.run(["ip"] + list(args), capture_output=True, timeout=20)
+    result = subprocess.run(["ip"] + list(args), capture_output=True, timeout=20)
+    if result.returncode != 0:
+        raise RuntimeError("ip %s: %s" % (" ".join(args), result.stderr.decode(errors="replace").strip()))
 
 
+@functools.lru_cache(None)
 def skip_reason():
     """None when namespaces and raw sockets can be used, else why not."""
-    global _reason, _probed
-    if _probed:
-        return _reason
-    _probed = True
     if os.geteuid() != 0:
-        _reason = "needs root for raw ICMP sockets and network namespaces"
-    elif not have("ip"):
-        _reason = "needs the ip command (iproute2)"
-    else:
-        try:
-            probe = Namespace()
-            probe.close()
-        except (OSError, RuntimeError) as e:
-            _reason = "cannot make a network namespace: %s" % e
-    return _reason
+        return "needs root for raw ICMP sockets and network namespaces"
+    if not have("ip"):
+        return "needs the ip command (iproute2)"
+    try:
+        Namespace().close()
+    except (OSError, RuntimeError) as e:
+        return "cannot make a network namespace: %s" % e
+    return None
 
 
 class Namespace:
@@ -54,9 +52,7 @@ class Namespace:
 
     def __init__(self):
         self.name = "korvel-ping-%d-%d" % (os.getpid(), next(_names))
-        result = _ip("netns", "add", self.name)
-        if result.returncode != 0:
-            raise RuntimeError(result.stderr.decode(errors="replace").strip())
+        _ip("netns", "add", self.name)
         self.open = True
         self.command("ip", "link", "set", "lo", "up")
 
@@ -65,10 +61,7 @@ class Namespace:
         return ["ip", "netns", "exec", self.name]
 
     def command(self, *args):
-        result = subprocess.run(self.prefix() + list(args), capture_output=True, timeout=20)
-        if result.returncode != 0:
-            raise RuntimeError("%s: %s" % (" ".join(args), result.stderr.decode(errors="replace").strip()))
-        return result
+        _ip("netns", "exec", self.name, *args)
 
     def ignore_echoes(self):
         """The system of this namespace stops answering echo requests."""
@@ -95,25 +88,7 @@ class Namespace:
     def close(self):
         if self.open:
             self.open = False
-            _ip("netns", "del", self.name)
-
-
-def two_hosts():
-    """Two namespaces joined by a veth pair: (here, there) with HERE_ADDRESS and THERE_ADDRESS."""
-    here, there = Namespace(), Namespace()
-    try:
-        result = _ip("link", "add", "korvel0", "netns", here.name, "type", "veth", "peer", "name", "korvel0",
-                     "netns", there.name)
-        if result.returncode != 0:
-            raise RuntimeError(result.stderr.decode(errors="replace").strip())
-        for ns, address in ((here, HERE_ADDRESS), (there, THERE_ADDRESS)):
-            ns.command("ip", "addr", "add", address + "/24", "dev", "korvel0")
-            ns.command("ip", "link", "set", "korvel0", "up")
-    except Exception:
-        here.close()
-        there.close()
-        raise
-    return here, there
+            subprocess.run(["ip", "netns", "del", self.name], capture_output=True, timeout=20)
 
 
 # ---------------------------------------------------------------------------------------------
@@ -121,8 +96,7 @@ def two_hosts():
 
 def checksum(data):
     """The Internet checksum (RFC 1071)."""
-    if len(data) % 2:
-        data += b"\0"
+    data += b"\0" * (len(data) % 2)
     total = sum(struct.unpack("!%dH" % (len(data) // 2), data))
     while total >> 16:
         total = (total & 0xFFFF) + (total >> 16)
@@ -138,8 +112,7 @@ def with_checksum(packet):
 
 def echo(type_, tag, data):
     """An echo packet as korvel builds it: the tag low byte first, data padded to 4 bytes."""
-    data = data + b"\0" * (-len(data) % 4)
-    return with_checksum(struct.pack("<BBHI", type_, 0, 0, tag) + data)
+    return with_checksum(struct.pack("<BBHI", type_, 0, 0, tag) + data + b"\0" * (-len(data) % 4))
 
 
 def ip_packet(source, destination, icmp):
@@ -153,13 +126,7 @@ def tag_of(packet):
     return struct.unpack("<I", packet[4:8])[0]
 
 
-class Packet:
-    def __init__(self, when, source, destination, icmp):
-        self.when, self.source, self.destination, self.icmp = when, source, destination, icmp
-
-    @property
-    def type(self):
-        return self.icmp[0] if self.icmp else None
+Packet = collections.namedtuple("Packet", "when source destination icmp")
 
 
 class Capture:
@@ -183,28 +150,23 @@ class Capture:
                 continue
             except OSError:
                 return
-            header = (data[0] & 0x0F) * 4
             packet = Packet(time.monotonic(), socket.inet_ntoa(data[12:16]), socket.inet_ntoa(data[16:20]),
-                            data[header:])
+                            data[(data[0] & 0x0F) * 4:])
             with self._lock:
                 self.packets.append(packet)
 
     def matching(self, type_=None, source=None, destination=None):
         with self._lock:
-            return [p for p in self.packets if (type_ is None or p.type == type_)
+            return [p for p in self.packets if (type_ is None or p.icmp[:1] == bytes([type_]))
                     and (source is None or p.source == source)
                     and (destination is None or p.destination == destination)]
 
     def wait_count(self, count, timeout=10.0, **criteria):
         """Waits until at least count packets match; returns them."""
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline:
-            found = self.matching(**criteria)
-            if len(found) >= count:
-                return found
-            time.sleep(0.02)
-        raise AssertionError("timed out waiting for %d packets %r; saw %d" % (count, criteria,
-                                                                               len(self.matching(**criteria))))
+        if not wait_until(lambda: len(self.matching(**criteria)) >= count, timeout):
+            raise AssertionError("timed out waiting for %d packets %r; saw %d"
+                                 % (count, criteria, len(self.matching(**criteria))))
+        return self.matching(**criteria)
 
     def close(self):
         self._running = False
@@ -213,17 +175,45 @@ class Capture:
 
 
 def dumps(err, dialog="DIALOG_8"):
-    """Every `dump` of a dialog on standard error, in order, each as dump_lines gives it."""
+    """Every `dump` of a dialog on standard error, in order: {control: (enabled, checked, text)}."""
     blocks, current = [], None
     for line in err.decode("latin-1").splitlines():
         parts = line.split(" ", 5)
         if len(parts) >= 5 and parts[0] == dialog:
-            if current is None:
-                current = {}
+            current = {} if current is None else current
             current[int(parts[1])] = (parts[3] == "1", parts[4] == "1", parts[5] if len(parts) > 5 else "")
         elif current is not None:
             blocks.append(current)
             current = None
-    if current is not None:
-        blocks.append(current)
-    return blocks
+    return blocks + ([current] if current is not None else [])
+
+
+class NetTest(unittest.TestCase):
+    """Skipped without root; every namespace, capture and korvel goes when the test ends."""
+
+    def setUp(self):
+        if skip_reason():
+            self.skipTest(skip_reason())
+
+    def hosts(self):
+        """Two namespaces joined by a veth pair: (here, there) with HERE_ADDRESS and THERE_ADDRESS."""
+        here, there = self.loopback(), self.loopback()
+        _ip("link", "add", "korvel0", "netns", here.name, "type", "veth", "peer", "name", "korvel0", "netns",
+            there.name)
+        for ns, address in ((here, HERE_ADDRESS), (there, THERE_ADDRESS)):
+            ns.command("ip", "addr", "add", address + "/24", "dev", "korvel0")
+            ns.command("ip", "link", "set", "korvel0", "up")
+        return here, there
+
+    def loopback(self):
+        ns = Namespace()
+        self.addCleanup(ns.close)
+        return ns
+
+    def capture(self, ns):
+        c = Capture(ns)
+        self.addCleanup(c.close)
+        return c
+
+    def korvel(self, ns, words=(), script=None, page=False):
+        return start(self, words, settings={"Ping": {"Page": "yes"}} if page else {}, script=script, prefix=ns.prefix())

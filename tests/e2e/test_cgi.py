@@ -8,12 +8,12 @@ import os
 import shutil
 import socket
 import stat
-import tempfile
 import threading
 import time
 import unittest
 
-from korvel import SOURCE, Korvel, free_port, http_get
+from korvel import (SOURCE, free_port, header, http_get, read_file, recv_exactly, start, temp_dir, wait_until,
+                    write_files)
 
 STDER = b"<h1>not here</h1>\n"
 STDACK = b"<h1>thanks</h1>\n"
@@ -60,54 +60,24 @@ printf '%s\\n' "$@" -- >> "$list"
 }
 
 
-def header(length, content_type=b"text/html"):
-    return (b"HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: "
-            + content_type + b"\r\nContent-Length: %d\r\n\r\n" % length)
-
-
-def wait_until(done, timeout=10.0):
-    deadline = time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        if done():
-            return True
-        time.sleep(0.05)
-    return done()
-
-
-def read_file(path):
-    with open(path, "rb") as f:
-        return f.read()
-
-
 class CgiTest(unittest.TestCase):
     def setUp(self):
         # Short paths: a command line may hold 126 characters.
-        self.site = tempfile.mkdtemp(prefix="ks-")
-        self.progs = tempfile.mkdtemp(prefix="kp-")
-        self.addCleanup(shutil.rmtree, self.site, True)
-        self.addCleanup(shutil.rmtree, self.progs, True)
-        for name, content in (("stder.htm", STDER), ("stdack.htm", STDACK), ("cgierr.htm", CGIERR),
-                              ("home.htm", b"home\n")):
-            with open(os.path.join(self.site, name), "wb") as f:
-                f.write(content)
-        for name, text in PROGRAMS.items():
-            path = os.path.join(self.progs, name)
-            with open(path, "w") as f:
-                f.write(text)
-            os.chmod(path, stat.S_IRWXU)
-        self.guests = os.path.join(self.progs, "guests")
+        self.site, self.progs = temp_dir(self, "ks-"), temp_dir(self, "kp-")
+        write_files(self.site, {"stder.htm": STDER, "stdack.htm": STDACK, "cgierr.htm": CGIERR, "home.htm": b"home\n"})
+        write_files(self.progs, PROGRAMS)
+        for name in PROGRAMS:
+            os.chmod(self.prog(name), stat.S_IRWXU)
+        self.guests = self.prog("guests")
 
     def prog(self, name):
         return os.path.join(self.progs, name)
 
     def serve(self, cgi_map, server=None, cgi=None):
         port = free_port()
-        settings = {"Server": dict({"ServerPort": port, "HomeDir": self.site}, **(server or {})),
-                    "Standard": {"Server": 1}, "CGI": cgi or {}}
-        k = Korvel(["-server"], settings=settings)
-        self.addCleanup(k.close)
-        with open(os.path.join(k.dir, "cgi-dos.map"), "w") as f:
-            f.write(cgi_map)
+        k = start(self, ["-server"], settings={"Server": dict({"ServerPort": port, "HomeDir": self.site}, **(server or {})),
+                                              "Standard": {"Server": 1}, "CGI": cgi or {}})
+        write_files(k.dir, {"cgi-dos.map": cgi_map})
         k.wait_for("Server is ready on port %d\n" % port)
         return k, port
 
@@ -172,13 +142,7 @@ class WaitedCalls(CgiTest):
                 s.recv(100)
             s.settimeout(10)
             s.sendall(b"GET /home.htm HTTP/1.0\r\n\r\n")
-            expected = header(5) + b"home\n"
-            got = b""
-            while len(got) < len(expected):
-                chunk = s.recv(1000)
-                self.assertTrue(chunk, "closed early")
-                got += chunk
-            self.assertEqual(got, expected)
+            self.assertEqual(recv_exactly(s, len(header(5)) + 5), header(5) + b"home\n")
 
 
 class ImmediateAnswers(CgiTest):
@@ -187,8 +151,8 @@ class ImmediateAnswers(CgiTest):
         answer = http_get(port, b"GET /cgi-dosguest?name=Jo+Ann&text=Hi%21 HTTP/1.0\r\n\r\n")
         self.assertEqual(answer, STDACK)
         k.wait_for("Executing <0> [%s %s name Jo Ann text Hi!] ...\n" % (self.prog("guest.sh"), self.guests))
-        self.assertTrue(wait_until(lambda: os.path.exists(self.guests)))
-        self.assertTrue(wait_until(lambda: read_file(self.guests) == b"name\nJo\nAnn\ntext\nHi!\n--\n"))
+        self.assertTrue(wait_until(lambda: os.path.exists(self.guests) and read_file(self.guests).endswith(b"--\n")))
+        self.assertEqual(read_file(self.guests), b"name\nJo\nAnn\ntext\nHi!\n--\n")
         self.assertEqual(os.listdir(self.site).count("ch0_01"), 0, "no pipe files")
 
     def test_a_key_missing_from_the_map_gets_the_error_page_with_status_200(self):
@@ -308,13 +272,10 @@ class ExampleSite(unittest.TestCase):
     """The example site of `make run`, in a copy of examples/, answers as the README shows."""
 
     def setUp(self):
-        self.dir = tempfile.mkdtemp(prefix="kx-")
-        self.addCleanup(shutil.rmtree, self.dir, True)
-        self.examples = os.path.join(self.dir, "examples")
+        self.examples = os.path.join(temp_dir(self, "kx-"), "examples")
         shutil.copytree(os.path.join(SOURCE, "examples"), self.examples)
         self.port = free_port()
-        self.k = Korvel(["-server", "-sport", str(self.port)], workdir=self.examples)
-        self.addCleanup(self.k.close)
+        self.k = start(self, ["-server", "-sport", str(self.port)], workdir=self.examples)
         self.k.wait_for("Server is ready on port %d\n" % self.port)
 
     def test_the_waited_program_answers_with_its_own_page(self):
@@ -328,8 +289,7 @@ class ExampleSite(unittest.TestCase):
         self.assertTrue(answer.endswith(b"</body></html>\n"))
 
     def test_the_guest_list_is_signed_without_waiting(self):
-        with open(os.path.join(self.examples, "site", "stdack.htm"), "rb") as f:
-            stdack = f.read()
+        stdack = read_file(os.path.join(self.examples, "site", "stdack.htm"))
         self.assertEqual(http_get(self.port, b"GET /cgi-dosguest?name=Jo+Ann;`id` HTTP/1.0\r\n\r\n"), stdack)
         self.k.wait_for("Executing <0> [cgi/guest.sh site/guests.txt name Jo Ann;`id`] ...\n")
         guests = os.path.join(self.examples, "site", "guests.txt")

@@ -3,8 +3,8 @@ crash the server nor leak a slot. Also run against the sanitizer build."""
 
 import unittest
 
-from korvel import http_get
-from test_cgi import CGIERR, STDER, CgiTest, header
+from korvel import header, http_get
+from test_cgi import CGIERR, STDER, CgiTest
 
 
 class HostileCalls(CgiTest):

@@ -3,12 +3,10 @@ python3 -m http.server and by korvel's own server, over HTTP 1.0 and 0.9, from t
 (kinds 2, 3 and 4) and from a start page on the local disk."""
 
 import os
-import shutil
-import tempfile
 import unittest
 
-from grabsite import (BANNER, Grab, PythonServer, korvel_server, links_of, port_text, report_documents, run_grab,
-                      write_files)
+from grabsite import BANNER, Grab, PythonServer, links_of, port_text, report_documents, run_grab
+from korvel import read_file, start_server, temp_dir, write_files
 
 LOGO = bytes(range(256)) * 3
 SITE = {
@@ -31,14 +29,11 @@ SITE = {
 
 class GrabTest(unittest.TestCase):
     def setUp(self):
-        self.site = tempfile.mkdtemp(prefix="kg-site-")
-        self.addCleanup(shutil.rmtree, self.site, True)
+        self.site = temp_dir(self, "kg-site-")
         write_files(self.site, SITE)
 
     def python_server(self):
-        server = PythonServer(self.site)
-        self.addCleanup(server.close)
-        return server
+        return PythonServer(self, self.site)
 
     def grab(self, words, **kwargs):
         g = run_grab(self, words, **kwargs)
@@ -111,8 +106,7 @@ class Levels(GrabTest):
     def test_korvels_own_server_over_http10_and_http09(self):
         for standard in (1, 0):
             with self.subTest(standard=standard):
-                server, port = korvel_server(self.site, standard=standard)
-                self.addCleanup(server.close)
+                server, port = start_server(self, self.site, {"LeavingTimeout": 0}, standard=standard)
                 g = self.grab(["-o", "1", "-u", "http://127.0.0.1:%d/sub/b.htm" % port], standard=standard)
                 self.assertEqual(g.saved(), ["01b.htm", "02a.htm", "03b2.htm", "04bg.gif", "05logo.gif", "06a.gif",
                                              "kvdir.htm"])
@@ -123,6 +117,10 @@ class Levels(GrabTest):
                                  % port_text(port).encode())
                 self.assertEqual(g.out.count(b"FILE IS COMPLETE\n"), 6 if standard else 0)
                 server.wait_for("%s/img/logo.gif ...\n" % self.site, after=0)
+                # The request as it arrived: one line in HTTP 0.9, the whole header in 1.0.
+                request = (b"GET /sub/b.htm HTTP/1.0[CR][LF]\nUser-Agent: Korvel/4.0 (Win32; I)[CR][LF]\nAccept: "
+                           if standard else b"GET /sub/b.htm[CR][LF]\n\n")
+                server.wait_for(request, after=0)
 
     def test_a_page_and_its_images(self):
         server = self.python_server()
@@ -139,8 +137,8 @@ class Levels(GrabTest):
     def test_a_single_document_under_a_given_name(self):
         server = self.python_server()
         g = self.grab(["-u", server.url("/a.htm"), "-n", "mine.htm"])
-        with open(os.path.join(g.korvel.dir, "mine.htm"), "rb") as f:
-            self.assertEqual(f.read(), SITE["a.htm"].encode(), "saved as it came, relative to the working directory")
+        self.assertEqual(read_file(os.path.join(g.korvel.dir, "mine.htm")), SITE["a.htm"].encode(),
+                         "saved as it came, relative to the working directory")
         self.assertEqual(server.requests(), [b"GET /a.htm HTTP/1.0"])
         self.assertEqual(g.saved(), ["kvdir.htm"])
         self.assertIn(b'<a href= "mine.htm">save as mine.htm</a>', g.report())
@@ -150,8 +148,7 @@ class Levels(GrabTest):
 class StartPages(GrabTest):
     def test_a_start_page_on_the_local_disk(self):
         server = self.python_server()
-        pages = tempfile.mkdtemp(prefix="kg-pages-")
-        self.addCleanup(shutil.rmtree, pages, True)
+        pages = temp_dir(self, "kg-pages-")
         write_files(pages, {"links.htm": '<a href="%s">A</a> <a href="notes.htm">notes</a> <img src="me.gif">'
                                          % server.url("/a.htm")})
         g = self.grab(["-o", "1", "-u", "http://2mypc%s/links.htm" % pages], url_settings={"file:": "file://", "Retry": 3})
@@ -162,23 +159,18 @@ class StartPages(GrabTest):
         self.assertNotIn(b"URL Retry", g.out)
         self.assertIn(b"Order 1, 1 URL(s) detected\n", g.out)
 
-    def test_a_missing_local_start_page_ends_the_program(self):
-        g = Grab(["-u", "http://2mypc/no/such/page.htm"])
-        self.addCleanup(g.close)
-        self.assertEqual(g.code, 0)
-        self.assertIn(b"Unable to find file /no/such/page.htm\n", g.out)
-        self.assertNotIn(BANNER, g.out)
-
-    def test_a_bad_url_ends_the_program(self):
-        g = Grab(["-u", "ftp://host/dir/"])
-        self.addCleanup(g.close)
-        self.assertEqual(g.code, 0)
-        self.assertIn(b"URL format error ...\n", g.out)
+    def test_a_grab_that_cannot_start_ends_the_program(self):
+        for url, message, home in (("http://2mypc/no/such/page.htm", b"Unable to find file /no/such/page.htm\n", None),
+                                   ("ftp://host/dir/", b"URL format error ...\n", None),
+                                   ("http://127.0.0.1:1/x.htm", b"Unable to open file http.tmp\n", "/nonexistent-kg")):
+            g = Grab(self, ["-u", url], url_settings={"HomeDir": home} if home else None)
+            self.assertEqual(g.code, 0)
+            self.assertIn(message, g.out)
+            self.assertNotIn(BANNER, g.out)
 
     def test_ud_grabs_and_keeps_running(self):
         server = self.python_server()
-        g = Grab(["-o", "0", "-ud", server.url("/deep/c.htm")], wait=False)
-        self.addCleanup(g.close)
+        g = Grab(self, ["-o", "0", "-ud", server.url("/deep/c.htm")], wait=False)
         g.korvel.wait_for(BANNER + b"01c.htm\n", timeout=30)
         self.assertIsNone(g.korvel.process.poll(), "-ud does not quit at the end of the grab")
         self.assertEqual(g.korvel.stop(), 0)

@@ -3,58 +3,36 @@ short, an answer without a length, an answer that never comes."""
 
 import socket
 import threading
-import time
 import unittest
 
 from grabsite import run_grab
 from korvel import free_port
 
 
-class CannedServer:
-    """A tiny server on 127.0.0.1: each connection gets the next of `answers` (raw bytes), after
-    its request has been read, and is then closed. The request texts are kept."""
-
-    def __init__(self, answers):
-        self.answers = list(answers)
-        self.requests = []
-        self.listener = socket.socket()
-        self.listener.bind(("127.0.0.1", 0))
-        self.listener.listen(4)
-        self.listener.settimeout(0.2)
-        self.port = self.listener.getsockname()[1]
-        self.stopping = False
-        self.thread = threading.Thread(target=self.run, daemon=True)
-        self.thread.start()
-
-    def run(self):
-        deadline = time.monotonic() + 60
-        while not self.stopping and self.answers and time.monotonic() < deadline:
-            try:
-                conn, _ = self.listener.accept()
-            except socket.timeout:
-                continue
-            with conn:
-                conn.settimeout(5)
-                request = b""
-                while b"\r\n\r\n" not in request:
-                    chunk = conn.recv(4096)
-                    if not chunk:
-                        break
-                    request += chunk
-                self.requests.append(request)
-                conn.sendall(self.answers.pop(0))
-
-    def close(self):
-        self.stopping = True
-        self.thread.join(5)
-        self.listener.close()
-
-
 class Faults(unittest.TestCase):
-    def canned(self, *answers):
-        server = CannedServer(answers)
-        self.addCleanup(server.close)
-        return server
+    def canned(self, answer):
+        """A server for one connection: it reads the request, sends answer (raw bytes) and
+        closes. Returns the list its request goes into, and its port."""
+        listener = socket.create_server(("127.0.0.1", 0))
+        listener.settimeout(30)
+        self.addCleanup(listener.close)
+        requests = []
+
+        def serve():
+            try:
+                conn, _ = listener.accept()
+                with conn:
+                    conn.settimeout(5)
+                    request = b""
+                    while b"\r\n\r\n" not in request:
+                        request += conn.recv(4096) or b"\r\n\r\n"
+                    requests.append(request)
+                    conn.sendall(answer)
+            except OSError:
+                pass
+
+        threading.Thread(target=serve, daemon=True).start()
+        return requests, listener.getsockname()[1]
 
     def grab(self, words, **kwargs):
         return run_grab(self, words, **kwargs)
@@ -73,18 +51,19 @@ class Faults(unittest.TestCase):
 
     def test_a_document_cut_short_is_judged_uncomplete_and_never_retried(self):
         body = b"<html>" + b"x" * 894
-        server = self.canned(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 1000\r\n\r\n" + body)
-        g = self.grab(["-retry", "3", "-o", "0", "-u", "http://127.0.0.1:%d/cut.htm" % server.port])
+        requests, port = self.canned(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 1000\r\n\r\n" + body)
+        g = self.grab(["-retry", "3", "-o", "0", "-u", "http://127.0.0.1:%d/cut.htm" % port])
         self.assertIn(b"Status = 200, Data Length to be received = 1000\nContent-Type: text/html\n", g.out)
         self.assertIn(b"Status 200 [OK->200], Header Length 66 bytes, Data Length 1000\nFILE IS UNCOMPLETE\n", g.out)
         self.assertNotIn(b"URL Retry", g.out)
         self.assertEqual(g.file("01cut.htm"), body)
         self.assertIn(b"(length 900 bytes) Status 200 Content text/html File_NOK", g.report())
-        self.assertEqual(len(server.requests), 1)
+        self.assertEqual(requests, [b"GET /cut.htm HTTP/1.0\r\nUser-Agent: Korvel/4.0 (Win32; I)\r\n"
+                                    b"Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, */*\r\n\r\n"])
 
     def test_a_document_without_a_length_gets_no_verdict(self):
-        server = self.canned(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\nsome text\n")
-        g = self.grab(["-o", "1", "-u", "http://127.0.0.1:%d/t.txt" % server.port])
+        requests, port = self.canned(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\nsome text\n")
+        g = self.grab(["-o", "1", "-u", "http://127.0.0.1:%d/t.txt" % port])
         self.assertIn(b"Status = 200, Data Length to be received = ?\nContent-Type: text/plain\n", g.out)
         self.assertIn(b"Status 200 [OK->200], Header Length 45 bytes, Data Length -1\nNO FILELENGTH INFO\n", g.out)
         report = g.report()
@@ -96,8 +75,8 @@ class Faults(unittest.TestCase):
         self.assertEqual(g.file("01t.txt"), b"some text\n")
 
     def test_an_error_status_is_shown_but_not_judged(self):
-        server = self.canned(b"HTTP/1.0 404 Not Found\r\nContent-Length: 4\r\n\r\ngone")
-        g = self.grab(["-o", "1", "-u", "http://127.0.0.1:%d/gone.htm" % server.port])
+        requests, port = self.canned(b"HTTP/1.0 404 Not Found\r\nContent-Length: 4\r\n\r\ngone")
+        g = self.grab(["-o", "1", "-u", "http://127.0.0.1:%d/gone.htm" % port])
         self.assertIn(b"Status 404 [OK->200], Header Length 45 bytes, Data Length 4\nFILE IS COMPLETE\n", g.out)
         self.assertIn(b" Status 404 File_OK", g.report())
 

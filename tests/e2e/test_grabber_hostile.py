@@ -3,14 +3,13 @@ values, unterminated tags, binary files served as HTML, links that climb beyond 
 header line that never ends. Also run against the sanitizer build."""
 
 import os
-import shutil
 import socket
-import tempfile
 import threading
 import time
 import unittest
 
-from grabsite import PythonServer, run_grab, write_files
+from grabsite import PythonServer, run_grab
+from korvel import temp_dir
 
 NOISE = bytes((i * 131 + 7) % 256 for i in range(20000))
 
@@ -94,8 +93,7 @@ class Hostile(unittest.TestCase):
     def setUp(self):
         # The grab directory sits four levels down in a tree of its own, so that a file written
         # anywhere above it would be seen.
-        self.tree = tempfile.mkdtemp(prefix="kg-tree-")
-        self.addCleanup(shutil.rmtree, self.tree, True)
+        self.tree = temp_dir(self, "kg-tree-")
         self.home = os.path.join(self.tree, "a", "b", "c", "home")
         self.work = os.path.join(self.tree, "work")
         os.makedirs(self.home)
@@ -112,11 +110,7 @@ class Hostile(unittest.TestCase):
         return g
 
     def test_a_hostile_site_three_levels_deep(self):
-        site = tempfile.mkdtemp(prefix="kg-site-")
-        self.addCleanup(shutil.rmtree, site, True)
-        write_files(site, HOSTILE)
-        server = PythonServer(site)
-        self.addCleanup(server.close)
+        server = PythonServer(self, files=HOSTILE)
         for scope in ("-local", "-all"):
             with self.subTest(scope=scope):
                 for name in os.listdir(self.home):

@@ -3,11 +3,10 @@ default page and image limits."""
 
 import os
 import re
-import shutil
-import tempfile
 import unittest
 
-from grabsite import PythonServer, links_of, port_text, report_documents, run_grab, write_files
+from grabsite import PythonServer, links_of, port_text, report_documents, run_grab
+from korvel import read_file
 
 SECTIONS = 10
 LEAVES_PER_SECTION = 11
@@ -45,16 +44,12 @@ def generate_site():
 
 class LargeSite(unittest.TestCase):
     def test_three_levels_of_a_generated_site_with_the_default_limits(self):
-        root = tempfile.mkdtemp(prefix="kg-site-")
-        self.addCleanup(shutil.rmtree, root, True)
         files = generate_site()
         pages = [n for n in files if n.endswith(".htm")]
         images = [n for n in files if n.endswith(".gif")]
         self.assertGreaterEqual(len(pages), 120)
         self.assertGreaterEqual(len(images), 120)
-        write_files(root, files)
-        server = PythonServer(root)
-        self.addCleanup(server.close)
+        server = PythonServer(self, files=files)
 
         g = run_grab(self, ["-o", "3", "-u", server.url("/index.htm")], timeout=240)
         self.assertTrue(g.out.endswith(b"*************\n* End Of URL* Reference= 01index.htm\n*************\n"
@@ -72,8 +67,7 @@ class LargeSite(unittest.TestCase):
         # The saved copies hold what the server sent, the pages with their links rewritten.
         for url, saved in documents:
             name = url.decode()[len(prefix):]
-            with open(saved, "rb") as f:
-                data = f.read()
+            data = read_file(saved)
             if name.endswith(".gif"):
                 self.assertEqual(data, files[name])
             else:

@@ -3,13 +3,12 @@ dialog with --script or from its command line, watched with raw sockets on both 
 
 import os
 import re
-import struct
 import time
 import unittest
 
 import pingnet
-from korvel import Korvel, have
-from pingnet import HERE_ADDRESS, THERE_ADDRESS, Capture, dumps, echo, tag_of, with_checksum
+from korvel import have, start
+from pingnet import HERE_ADDRESS, THERE_ADDRESS, dumps, echo, tag_of, with_checksum
 
 ABCDE = b"abcde"
 
@@ -32,36 +31,7 @@ def milliseconds(reply_line):
     return int(found.group(1))
 
 
-class PingTest(unittest.TestCase):
-    """Each test gets its own namespaces, removed whatever happens."""
-
-    def setUp(self):
-        reason = pingnet.skip_reason()
-        if reason:
-            self.skipTest(reason)
-
-    def hosts(self):
-        here, there = pingnet.two_hosts()
-        self.addCleanup(there.close)
-        self.addCleanup(here.close)
-        return here, there
-
-    def loopback(self):
-        ns = pingnet.Namespace()
-        self.addCleanup(ns.close)
-        return ns
-
-    def capture(self, ns):
-        c = Capture(ns)
-        self.addCleanup(c.close)
-        return c
-
-    def korvel(self, ns, words=(), script=None, page=False):
-        settings = {"Ping": {"Page": "yes"}} if page else {}
-        k = Korvel(words, settings=settings, script=script, prefix=ns.prefix())
-        self.addCleanup(k.close)
-        return k
-
+class PingTest(pingnet.NetTest):
     def finish(self, k):
         """Waits for the script to quit korvel and returns its dumps of the PING dialog."""
         self.assertEqual(k.wait_exit(20), 0, k.err.decode("latin-1"))
@@ -180,8 +150,7 @@ class CommandLine(PingTest):
 
     @unittest.skipUnless(os.geteuid() == 0 and have("setpriv"), "needs root and setpriv to drop the privilege")
     def test_without_the_privilege_the_box_and_the_console_say_so(self):
-        k = Korvel(["-ping", "127.0.0.1"], prefix=["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"])
-        self.addCleanup(k.close)
+        k = start(self, ["-ping", "127.0.0.1"], prefix=["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"])
         k.wait_for("ICMP Box, Unable to open an ICMP socket...\n")
         k.wait_err("Korvel: OpenICMP, Socket error 10013 !!!\n")
         self.assertEqual(k.stop(), 0)

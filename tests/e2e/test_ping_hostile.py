@@ -8,8 +8,7 @@ import time
 import unittest
 
 import pingnet
-from korvel import Korvel
-from pingnet import HERE_ADDRESS, THERE_ADDRESS, Capture, echo, tag_of
+from pingnet import HERE_ADDRESS, THERE_ADDRESS, echo, tag_of
 
 FLOOD = 10000
 OVERSIZED = 4
@@ -38,22 +37,12 @@ def garbage(rng, i):
     return b"\0" * 8
 
 
-class Hostile(unittest.TestCase):
+class Hostile(pingnet.NetTest):
     def setUp(self):
-        reason = pingnet.skip_reason()
-        if reason:
-            self.skipTest(reason)
-        self.here, self.there = pingnet.two_hosts()
-        self.addCleanup(self.there.close)
-        self.addCleanup(self.here.close)
+        super().setUp()
+        self.here, self.there = self.hosts()
         self.flooder = self.there.raw_socket(socket.IPPROTO_RAW)
         self.addCleanup(self.flooder.close)
-
-    def korvel(self, words=(), script=None, page=False):
-        k = Korvel(words, settings={"Ping": {"Page": "yes"}} if page else {}, script=script,
-                   prefix=self.here.prefix())
-        self.addCleanup(k.close)
-        return k
 
     def send(self, icmp):
         """Sends an ICMP message of any length inside an IP packet of the test's making."""
@@ -74,9 +63,8 @@ class Hostile(unittest.TestCase):
             self.assertNotIn(sign, k.err)
 
     def test_an_automatic_run_survives_a_flood_and_keeps_pinging(self):
-        cap = Capture(self.there)
-        self.addCleanup(cap.close)
-        k = self.korvel(script="\n".join([
+        cap = self.capture(self.there)
+        k = self.korvel(self.here, script="\n".join([
             "menu 111", "dialog DIALOG_8", "set 121 " + THERE_ADDRESS, "set 122 abcde", "set 123 1",
             "click 143", "wait 60"]) + "\n")
         cap.wait_count(1, type_=8, source=HERE_ADDRESS)
@@ -102,7 +90,7 @@ class Hostile(unittest.TestCase):
             self.assertEqual(p.icmp[6:], b"\xC0\xC0abcde\0\0\0")
 
     def test_a_listener_survives_a_flood_and_still_acknowledges(self):
-        k = self.korvel(["-ping", "0.0.0.0"], page=True)
+        k = self.korvel(self.here, ["-ping", "0.0.0.0"], page=True)
         time.sleep(0.3)
         self.flood(FLOOD, seed=7)
         self.wait_quiet(k)

@@ -53,6 +53,20 @@ TEST_F(UrlAnalysis, TheWorkedTableUnderTheBaseAB) {
         {"./x.html", "", "", 80, "/a/b/", "x.html", 1},
         {"http:/d/x.html", "", "", 80, "/d/", "x.html", 1},
         {"http:x.html", "", "", 80, "/a/b/", "x.html", 1},
+        // Beyond the worked table: ports, hosts and anchors are plain text, and directories.
+        {"http://srv:99999/", "http", "srv", (int16_t)(99999 & 0xFFFF), "/", "", 1},  // 16 bits of the scan
+        {"http://srv:x/d/", "http", "srv", 80, "/d/", "", 1},              // a port that does not scan
+        {"http://user:pw@srv/d/x.htm", "http", "user", 80, "/d/", "x.htm", 1},  // cut at the first ':'
+        {"http://me@srv/x.htm", "http", "me@srv", 80, "/", "x.htm", 1},
+        {"x.html#top", "", "", 80, "/a/b/", "x.html#top", 1},
+        {"sub/?q=1", "", "", 80, "/a/b/sub/", "?q=1", 1},
+        {"", "", "", 80, "/a/b/", "", 1},
+        {"c/", "", "", 80, "/a/b/c/", "", 1},
+        {"/", "", "", 80, "/", "", 1},
+        {"//", "", "", 80, "/", "", 1},  // a single character after the leading '/' gives the root
+        {"/d/e/", "", "", 80, "/d/e/", "", 1},
+        {"../", "", "", 80, "/a/", "", 1},
+        {"http:c/", "", "", 80, "/a/b/c/", "", 1},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.url);
@@ -83,44 +97,6 @@ TEST_F(UrlAnalysis, RefusedSchemesAndColonsAnywhere) {
         EXPECT_EQ(a.type, row.type);
     }
     EXPECT_EQ(TakePrinted(), "");
-}
-
-TEST_F(UrlAnalysis, PortsHostsAndAnchorsAreReadAsPlainText) {
-    Analysed a = Analyse("http://srv:99999/");
-    EXPECT_EQ(a.result, 1);
-    EXPECT_EQ(a.port, (int16_t)(99999 & 0xFFFF)) << "the 16-bit value of the scan, negative";
-    EXPECT_LT(a.port, 0);
-    EXPECT_EQ(Analyse("http://srv:x/d/").port, 80) << "a port that does not scan stays 80";
-    a = Analyse("http://user:pw@srv/d/x.htm");
-    EXPECT_EQ(a.host, "user") << "the host is cut at the first ':'";
-    a = Analyse("http://me@srv/x.htm");
-    EXPECT_EQ(a.host, "me@srv");
-    a = Analyse("x.html#top");
-    EXPECT_EQ(a.file, "x.html#top");
-    a = Analyse("sub/?q=1");
-    EXPECT_EQ(a.base, "/a/b/sub/");
-    EXPECT_EQ(a.file, "?q=1");
-}
-
-TEST_F(UrlAnalysis, DirectoriesAndEmptyUrls) {
-    Analysed a = Analyse("");
-    EXPECT_EQ(a.result, 1);
-    EXPECT_EQ(a.base, "/a/b/");
-    EXPECT_EQ(a.file, "");
-    a = Analyse("c/");
-    EXPECT_EQ(a.base, "/a/b/c/");
-    EXPECT_EQ(a.file, "");
-    a = Analyse("/");
-    EXPECT_EQ(a.base, "/");
-    a = Analyse("//");
-    EXPECT_EQ(a.result, 1);
-    EXPECT_EQ(a.base, "/") << "a single character after the leading '/' gives the root";
-    a = Analyse("/d/e/");
-    EXPECT_EQ(a.base, "/d/e/");
-    a = Analyse("../");
-    EXPECT_EQ(a.base, "/a/");
-    a = Analyse("http:c/");
-    EXPECT_EQ(a.base, "/a/b/c/");
 }
 
 TEST_F(UrlAnalysis, LengthLimitsAndTheirMessages) {

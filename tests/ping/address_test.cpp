@@ -68,7 +68,7 @@ TEST_F(Connect, AnUnresolvableHostEndsTheRunOnTheConsoleAndANullOneInABox) {
 
     frontEnd.printed.clear();
     for (const char* host : {"0.0.0.0", "0..0.0.0"}) {
-        udp::Close(peer);
+        peer::Close(peer);
         ASSERT_TRUE(UseFakeSocket());
         ping::PingAuto = 1;
         EXPECT_EQ(ping::ConnectICMP(MainWindow, host, "", 0), 0);

@@ -7,11 +7,11 @@
 
 #include "ping/icmp.h"
 #include "ping/ping_fixture.h"
-#include "ping/udp_peer.h"
+#include "support/posix_peer.h"
 
 namespace {
 
-using udp::Bytes;
+using peer::Bytes;
 
 class EchoPacket : public ::testing::Test {
 protected:
@@ -62,7 +62,7 @@ TEST_F(EchoPacket, TheStandardInternetChecksumOfEveryPacketVerifies) {
             for (int16_t page : {int16_t(0), int16_t(1)}) {
                 ping::PingPage = page;
                 Bytes packet = Build(data.c_str(), (uint32_t)(length * 977 + 0xFFF0), type);
-                ASSERT_EQ(udp::InternetChecksum(packet), 0) << "length " << length << " type " << (int)type;
+                ASSERT_EQ(peer::InternetChecksum(packet), 0) << "length " << length << " type " << (int)type;
             }
         }
         data += (char)((0x7F + length * 13) | 1);  // high bytes too, so the sum wraps often; never NUL

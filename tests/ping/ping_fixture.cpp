@@ -55,13 +55,13 @@ void PingTest::SetUp() {
 
 void PingTest::TearDown() {
     ResetPingState();
-    udp::Close(peer);
+    peer::Close(peer);
     platform::UseRealClock();
     ShellTest::TearDown();
 }
 
 bool PingTest::UseFakeSocket() {
-    peer = udp::Open(&peerPort);
+    peer = peer::OpenUdp(&peerPort);
     SOCKET s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
     if (peer < 0 || s == INVALID_SOCKET) return false;
     SOCKADDR_IN local{};
@@ -83,21 +83,21 @@ bool PingTest::RawSocketsAllowed() {
     return true;
 }
 
-void PingTest::PeerSends(const udp::Bytes& datagram) {
-    ASSERT_TRUE(udp::SendTo(peer, udp::LocalPort((int)ping::IcmpSocket), datagram));
+void PingTest::PeerSends(const peer::Bytes& datagram) {
+    ASSERT_TRUE(peer::SendTo(peer, peer::LocalPort((int)ping::IcmpSocket), datagram));
 }
 
-udp::Bytes PingTest::PeerReceives(int timeoutMs) { return udp::Receive(peer, timeoutMs); }
+peer::Bytes PingTest::PeerReceives(int timeoutMs) { return peer::Receive(peer, timeoutMs); }
 
-void PingTest::PeerAnswers(const udp::Bytes& echo) {
+void PingTest::PeerAnswers(const peer::Bytes& echo) {
     ASSERT_GE(echo.size(), 8u);
-    udp::Bytes reply = echo;
+    peer::Bytes reply = echo;
     reply[0] = 0;
-    PeerSends(udp::WithChecksum(reply));
+    PeerSends(peer::WithChecksum(reply));
 }
 
 void PingTest::EngineReads() {
-    ASSERT_TRUE(udp::WaitReadable((int)ping::IcmpSocket, 2000)) << "nothing arrived";
+    ASSERT_TRUE(peer::WaitReadable((int)ping::IcmpSocket, 2000)) << "nothing arrived";
     ping::ICMPRead(MainWindow);
 }
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "ping/udp_peer.h"
+#include "support/posix_peer.h"
 #include "platform/winsock.h"
 #include "support/shell_fixture.h"
 
@@ -30,10 +30,10 @@ protected:
     static bool RawSocketsAllowed();
 
     // The peer's side.
-    void PeerSends(const udp::Bytes& datagram);
-    udp::Bytes PeerReceives(int timeoutMs = 2000);
+    void PeerSends(const peer::Bytes& datagram);
+    peer::Bytes PeerReceives(int timeoutMs = 2000);
     // The peer answers the echo it received like a host: type 0, the rest as it came.
-    void PeerAnswers(const udp::Bytes& echo);
+    void PeerAnswers(const peer::Bytes& echo);
     // Lets the engine read one datagram once it has arrived.
     void EngineReads();
 

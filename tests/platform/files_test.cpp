@@ -13,6 +13,7 @@
 
 #include "support/temp_dir.h"
 
+using testing_support::LeasesWork;
 using testing_support::TempDir;
 
 namespace {
@@ -55,13 +56,13 @@ protected:
     TempDir dir;
 };
 
-TEST_F(FilesTest, TextModeWritesAndReadsBytesUnchanged) {
+TEST_F(FilesTest, TextModeKeepsBytesAndNoFileIsInheritedByStartedPrograms) {
     FILE* out = FileOpen(DosPath("page.htm").c_str(), "w+t");
     ASSERT_NE(out, nullptr);
+    EXPECT_TRUE(fcntl(fileno(out), F_GETFD) & FD_CLOEXEC);
     fputs("line one\nline two\r\n", out);
     fclose(out);
     EXPECT_EQ(dir.Read("sub/page.htm"), "line one\nline two\r\n");
-
     FILE* in = FileOpen(DosPath("page.htm").c_str(), "rt");
     ASSERT_NE(in, nullptr);
     char buffer[64] = {};
@@ -71,42 +72,21 @@ TEST_F(FilesTest, TextModeWritesAndReadsBytesUnchanged) {
     fclose(in);
 }
 
-TEST_F(FilesTest, OpenFilesAreNotInheritedByStartedPrograms) {
-    FILE* file = FileOpen(DosPath("log.txt").c_str(), "a+b");
-    ASSERT_NE(file, nullptr);
-    EXPECT_TRUE(fcntl(fileno(file), F_GETFD) & FD_CLOEXEC);
-    fclose(file);
-}
-
-TEST_F(FilesTest, MissingFileFailsWithEnoent) {
-    errno = 0;
-    EXPECT_EQ(FileOpen(DosPath("none.htm").c_str(), "rb"), nullptr);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(FileLength(nullptr), -1);
-}
-
-TEST_F(FilesTest, ExistsAndRemove) {
+TEST_F(FilesTest, ExistsRemoveAndMissingFiles) {
     dir.Write("sub/a.txt", "abc");
     EXPECT_TRUE(FileExists(DosPath("a.txt").c_str()));
     EXPECT_TRUE(FileExists((dir.path() + "\\sub.\\").c_str()));  // a directory counts
     EXPECT_FALSE(FileExists(DosPath("b.txt").c_str()));
-
     EXPECT_EQ(FileRemove(DosPath("a.txt").c_str()), 0);
     EXPECT_FALSE(dir.Exists("sub/a.txt"));
     EXPECT_NE(FileRemove(DosPath("a.txt").c_str()), 0);
+    errno = 0;
+    EXPECT_EQ(FileOpen(DosPath("a.txt").c_str(), "rb"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(FileLength(nullptr), -1);
 }
 
 // ---- Opening denying write ----
-
-// True when this file system grants read leases to us; without them nothing is ever denied.
-bool LeasesWork(const std::string& path) {
-    int fd = open(path.c_str(), O_RDONLY);
-    if (fd < 0) return false;
-    bool granted = fcntl(fd, F_SETLEASE, F_RDLCK) == 0;
-    if (granted) fcntl(fd, F_SETLEASE, F_UNLCK);
-    close(fd);
-    return granted;
-}
 
 // Another process that holds a file open (with the given open flags) until released. Every
 // wait is bounded: the child gives up after ten seconds, the parent waits at most five.
@@ -197,32 +177,24 @@ TEST_F(DenyWriteTest, AnotherProcessWritingDeniesUntilItCloses) {
     ASSERT_TRUE(writer.Holding());
     EXPECT_EQ(OpenDenyingWrite(), "EACCES");
     EXPECT_EQ(OpenDenyingWrite(), "EACCES");  // asking again changes nothing
-
     writer.Release();
     EXPECT_EQ(OpenDenyingWrite(), "the answer");
+    EXPECT_EQ(OpenDenyingWrite("missing.htm"), "ENOENT");
 }
 
-TEST_F(DenyWriteTest, ReadersElsewhereDoNotDeny) {
+TEST_F(DenyWriteTest, ReadersDoNotDenyButOurOwnWriterDoes) {
     HoldingProcess reader(HostFile(), O_RDONLY);
     ASSERT_TRUE(reader.Holding());
     EXPECT_EQ(OpenDenyingWrite(), "the answer");
-
-    FILE* ownReader = fopen(HostFile().c_str(), "rb");
-    ASSERT_NE(ownReader, nullptr);
+    FILE* own = fopen(HostFile().c_str(), "rb");
+    ASSERT_NE(own, nullptr);
     EXPECT_EQ(OpenDenyingWrite(), "the answer");
-    fclose(ownReader);
-}
-
-TEST_F(DenyWriteTest, OurOwnWriterDeniesToo) {
-    FILE* writer = fopen(HostFile().c_str(), "ab");
-    ASSERT_NE(writer, nullptr);
+    fclose(own);
+    own = fopen(HostFile().c_str(), "ab");
+    ASSERT_NE(own, nullptr);
     EXPECT_EQ(OpenDenyingWrite(), "EACCES");
-    fclose(writer);
+    fclose(own);
     EXPECT_EQ(OpenDenyingWrite(), "the answer");
-}
-
-TEST_F(DenyWriteTest, MissingFileKeepsItsError) {
-    EXPECT_EQ(OpenDenyingWrite("missing.htm"), "ENOENT");
 }
 
 TEST_F(DenyWriteTest, WriterOpeningAfterUsIsNotDisturbed) {

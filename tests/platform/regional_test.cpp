@@ -43,23 +43,15 @@ TEST_F(RegionalTest, IntlSectionOfTheSettingsFileWins) {
     EXPECT_EQ(Text("s2359", "PM"), "PM");  // a key the section lacks: the default
 }
 
-TEST_F(RegionalTest, DefaultsWithoutFileOrRealLocale) {
-    for (const char* locale : {"C", "POSIX", "C.UTF-8", "C.utf8", ""}) {
+TEST_F(RegionalTest, DefaultsWithoutFileOrRealLocaleAndForOtherSections) {
+    for (const char* locale : {"C", "POSIX", "C.UTF-8", "C.utf8", "", "xx_NOWHERE.UTF-8"}) {
         ScopedEnv chosen("LC_ALL", locale);
         EXPECT_EQ(GetProfileIntA("intl", "iDate", 0), 0u) << locale;
         EXPECT_EQ(GetProfileIntA("intl", "iTime", 7), 7u) << locale;
+        EXPECT_EQ(Text("sDate", "/"), "/") << locale;
         EXPECT_EQ(Text("sTime", ":"), ":") << locale;
         EXPECT_EQ(Text("s2359", "PM"), "PM") << locale;
     }
-}
-
-TEST_F(RegionalTest, UnloadableLocaleGivesTheDefaults) {
-    ScopedEnv chosen("LC_ALL", "xx_NOWHERE.UTF-8");
-    EXPECT_EQ(GetProfileIntA("intl", "iDate", 0), 0u);
-    EXPECT_EQ(Text("sDate", "/"), "/");
-}
-
-TEST_F(RegionalTest, OnlyTheIntlSectionIsKnown) {
     dir.Write("korvel.ini", "[windows]\niDate=2\n[intl]\niDate=1\n");
     EXPECT_EQ(GetProfileIntA("windows", "iDate", 5), 5u);
     EXPECT_EQ(Text("iDate", "x", "windows"), "x");

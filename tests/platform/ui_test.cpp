@@ -70,6 +70,16 @@ protected:
         platform::ResetWindows();
         platform::ResetUi();
     }
+    // A window whose procedure gets a WM_TIMER every 10 ms: it keeps a modal loop turning.
+    static HWND TimerWindow(const char* name, WNDPROC proc) {
+        WNDCLASSEXA cls{};
+        cls.lpfnWndProc = proc;
+        cls.lpszClassName = name;
+        RegisterClassExA(&cls);
+        HWND window = CreateWindowExA(0, name, name, 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+        SetTimer(window, 1, 10, nullptr);
+        return window;
+    }
     HWND owner = nullptr;
 };
 
@@ -86,12 +96,7 @@ TEST_F(UiModel, AModalDialogRunsItsOwnLoopUntilEndDialog) {
             return 0;
         }
     };
-    WNDCLASSEXA cls{};
-    cls.lpfnWndProc = Clicker::Proc;
-    cls.lpszClassName = "clicker";
-    RegisterClassExA(&cls);
-    HWND clicker = CreateWindowExA(0, "clicker", "c", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-    SetTimer(clicker, 1, 10, nullptr);
+    TimerWindow("clicker", Clicker::Proc);
     INT_PTR result = DialogBoxParamA(nullptr, "test_dialog", owner, TestProc, (LPARAM) "start");
     EXPECT_EQ(result, 77);
     EXPECT_EQ(commands, (std::vector<std::string>{"141/0", "1/0"}));
@@ -103,26 +108,6 @@ TEST_F(UiModel, AMissingTemplateOrProcedureCannotBeCreated) {
     EXPECT_EQ(DialogBoxParamA(nullptr, "NOPE", owner, TestProc, 0), -1);
     EXPECT_EQ(DialogBoxParamA(nullptr, "TEST_DIALOG", owner, nullptr, 0), -1);
     EXPECT_EQ(CreateDialogParamA(nullptr, "NOPE", owner, TestProc, 0), nullptr);
-}
-
-TEST_F(UiModel, AQuitInsideAModalDialogEndsItAndIsPostedAgain) {
-    struct Quitter {
-        static LRESULT Proc(HWND, UINT message, WPARAM, LPARAM) {
-            if (message == WM_TIMER) PostQuitMessage(5);
-            return 0;
-        }
-    };
-    WNDCLASSEXA cls{};
-    cls.lpfnWndProc = Quitter::Proc;
-    cls.lpszClassName = "quitter";
-    RegisterClassExA(&cls);
-    HWND quitter = CreateWindowExA(0, "quitter", "q", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-    SetTimer(quitter, 1, 10, nullptr);
-    DialogBoxParamA(nullptr, "TEST_DIALOG", owner, TestProc, (LPARAM) "");
-    KillTimer(quitter, 1);
-    MSG msg;
-    EXPECT_FALSE(GetMessageA(&msg, nullptr, 0, 0));
-    EXPECT_EQ(msg.wParam, 5u);
 }
 
 TEST_F(UiModel, UserActionsChangeTheModelThenNotifyTheDialog) {
@@ -223,17 +208,6 @@ TEST_F(UiModel, IsDialogMessageTakesOnlyMessagesForTheDialogAndItsControls) {
     EXPECT_TRUE(IsDialogMessageA(dialog, &forControl));
     EXPECT_FALSE(IsDialogMessageA(dialog, &forOwner));
     EXPECT_FALSE(IsDialogMessageA(nullptr, &forOwner));
-}
-
-TEST_F(UiModel, TheClipboardHoldsWhatTheUserCopied) {
-    OpenClipboard(owner);
-    EXPECT_EQ(GetClipboardData(CF_TEXT), nullptr);
-    platform::SetClipboardText("copied");
-    HANDLE data = GetClipboardData(CF_TEXT);
-    ASSERT_NE(data, nullptr);
-    EXPECT_STREQ((const char*)GlobalLock(data), "copied");
-    GlobalUnlock(data);
-    CloseClipboard();
 }
 
 }  // namespace

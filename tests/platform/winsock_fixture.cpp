@@ -2,23 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
-
-#include "platform/posix_peer.h"
 
 namespace testing_support {
-
-namespace {
-
-constexpr int kMaxTurns = 100000;
-constexpr UINT_PTR kPumpTimer = 77;
-
-int64_t NowMs() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-}  // namespace
 
 WinsockTest* WinsockTest::current = nullptr;
 
@@ -41,7 +26,7 @@ void WinsockTest::SetUp() {
     ASSERT_NE(RegisterClassExA(&cls), 0);
     window = CreateWindowExA(0, "SocketTestWindow", "sockets", 0, 0, 0, 80, 25, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(window, nullptr);
-    ASSERT_EQ(SetTimer(window, kPumpTimer, 20, nullptr), kPumpTimer);
+    ASSERT_EQ(SetTimer(window, 77, 20, nullptr), 77u);
 }
 
 void WinsockTest::TearDown() {
@@ -54,18 +39,14 @@ void WinsockTest::TearDown() {
 }
 
 bool WinsockTest::PumpUntil(const std::function<bool()>& done, int timeoutMs, const std::function<void()>& eachTurn) {
-    int64_t deadline = NowMs() + timeoutMs;
-    for (int turn = 0; turn < kMaxTurns && !done() && NowMs() < deadline; ++turn) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done() && std::chrono::steady_clock::now() < deadline) {
         MSG msg;
         if (!GetMessageA(&msg, nullptr, 0, 0)) break;
         DispatchMessageA(&msg);
         if (eachTurn) eachTurn();
     }
     return done();
-}
-
-void WinsockTest::PumpFor(int ms, const std::function<void()>& eachTurn) {
-    PumpUntil([] { return false; }, ms, eachTurn);
 }
 
 std::vector<LPARAM> WinsockTest::EventsFor(SOCKET s) const {
@@ -76,32 +57,38 @@ std::vector<LPARAM> WinsockTest::EventsFor(SOCKET s) const {
 }
 
 int WinsockTest::Count(SOCKET s, long event) const {
-    int count = 0;
-    for (LPARAM l : EventsFor(s))
-        if (WSAGETSELECTEVENT(l) == event) ++count;
-    return count;
+    auto events = EventsFor(s);
+    return (int)std::count_if(events.begin(), events.end(), [&](LPARAM l) { return WSAGETSELECTEVENT(l) == event; });
 }
 
 SOCKADDR_IN WinsockTest::Loopback(uint16_t port) {
-    SOCKADDR_IN a;
-    memset(&a, 0, sizeof a);
+    SOCKADDR_IN a{};
     a.sin_family = AF_INET;
     a.sin_port = htons(port);
     a.sin_addr.S_addr = inet_addr("127.0.0.1");
     return a;
 }
 
-SOCKET WinsockTest::AcceptFromPeer(int* peerFd, int receiveBuffer) {
-    *peerFd = -1;
-    SOCKET listener = socket(AF_INET, SOCK_STREAM, 0);
-    if (listener == INVALID_SOCKET) return INVALID_SOCKET;
-    SOCKADDR_IN a = Loopback(0);
-    SOCKET accepted = INVALID_SOCKET;
-    if (bind(listener, (const SOCKADDR*)&a, sizeof a) == 0 && listen(listener, 2) == 0) {
-        *peerFd = Keep(peer::Connect(peer::LocalPort((int)listener), receiveBuffer));
-        if (*peerFd >= 0) accepted = accept(listener, nullptr, nullptr);
+SOCKET WinsockTest::Bound(SOCKADDR_IN* address, bool listening) {
+    SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+    SOCKADDR_IN any = Loopback(0);
+    EXPECT_EQ(bind(s, (const SOCKADDR*)&any, sizeof any), 0);
+    if (listening) {
+        EXPECT_EQ(listen(s, 2), 0);
     }
+    *address = Loopback(peer::LocalPort((int)s));
+    return s;
+}
+
+SOCKET WinsockTest::AcceptFromPeer(int* peerFd, long events, int receiveBuffer) {
+    SOCKADDR_IN a;
+    SOCKET listener = Bound(&a, true);
+    *peerFd = Keep(peer::Connect(ntohs(a.sin_port), receiveBuffer));
+    SOCKET accepted = *peerFd >= 0 ? accept(listener, nullptr, nullptr) : INVALID_SOCKET;
     closesocket(listener);
+    if (events) {
+        EXPECT_EQ(WSAAsyncSelect(accepted, window, kMessage, events), 0);
+    }
     return accepted;
 }
 

@@ -1,8 +1,8 @@
 // A test window that records the socket messages it gets, and a bounded message pump.
 //
 // Every test runs the real message loop: GetMessageA blocks in poll() on the sockets, and a
-// 20 ms timer makes it return regularly, so each pump is bounded by a number of turns and by
-// wall time. The far end of each connection is plain POSIX (posix_peer.h).
+// 20 ms timer makes it return regularly, so each pump is bounded by wall time. The far end of
+// each connection is plain POSIX (support/posix_peer.h).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 
 #include "platform/messages.h"
 #include "platform/winsock.h"
+#include "support/posix_peer.h"
 
 namespace testing_support {
 
@@ -24,29 +25,34 @@ struct SocketMessage {
 class WinsockTest : public ::testing::Test {
 protected:
     static constexpr UINT kMessage = WM_USER + 2;
+    static constexpr int kQuietMs = 150;  // how long a test watches for events that must not come
 
     void SetUp() override;
     void TearDown() override;
 
-    // Runs the message loop until done() holds or timeoutMs passed; eachTurn runs after
-    // every dispatched message. Returns done().
+    // Runs the message loop until done() holds or timeoutMs passed; eachTurn runs after every
+    // dispatched message. Returns done().
     bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000,
                    const std::function<void()>& eachTurn = {});
-    // Runs the loop for ms milliseconds, so that a test can see what did not come.
-    void PumpFor(int ms, const std::function<void()>& eachTurn = {});
+    // Runs the loop for kQuietMs, so that a test can see what did not come.
+    void Settle(const std::function<void()>& eachTurn = {}) { PumpUntil([] { return false; }, kQuietMs, eachTurn); }
+    // Pumps until s has had `count` messages of `event`.
+    bool Until(SOCKET s, long event, int count) { return PumpUntil([=] { return Count(s, event) == count; }); }
 
     // The lParam of every socket message for s, in order.
     std::vector<LPARAM> EventsFor(SOCKET s) const;
     int Count(SOCKET s, long event) const;
 
-    // A Winsock socket accepted from a POSIX client: blocking, selecting nothing yet.
-    // receiveBuffer, when above 0, is the client's receive buffer size.
-    SOCKET AcceptFromPeer(int* peerFd, int receiveBuffer = 0);
-    // A descriptor of the POSIX side, closed when the test ends unless the test closes it
-    // first through ClosePeer or ResetPeer.
+    // A Winsock socket accepted from a POSIX client (*peerFd), selecting `events` (none: it
+    // stays blocking). receiveBuffer, when above 0, is the client's receive buffer size.
+    SOCKET AcceptFromPeer(int* peerFd, long events = 0, int receiveBuffer = 0);
+    // A descriptor of the POSIX side, closed when the test ends unless ClosePeer or ResetPeer
+    // closed it first.
     int Keep(int fd);
     void ClosePeer(int fd);
     void ResetPeer(int fd);
+    // A socket bound to an ephemeral port of 127.0.0.1, listening when asked; its address.
+    SOCKET Bound(SOCKADDR_IN* address, bool listening);
 
     static SOCKADDR_IN Loopback(uint16_t port);
 

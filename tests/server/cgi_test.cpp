@@ -1,22 +1,16 @@
-// The CGI gateway inside the server: the request steps, CGILauch and CGICheck, and the CGI
-// states of the channel table and of SendBlockOfData. Nothing here is sent on a socket (the
-// end-to-end tests do that); the channels have no socket, so closing one prints the
-// CloseSocket line.
+// The CGI gateway inside the server, for what the end-to-end tests cannot reach: pipe numbers
+// past 99, the failures of the request steps, the command line limits at their edges, CGIMax
+// counting, and the CGI states of leaving and sending channels. The channels have no socket,
+// so closing one prints the CloseSocket line.
 
 #include "server/cgi.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <functional>
 #include <string>
 #include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
 
 #include "channel/channel.h"
 #include "platform/clock.h"
@@ -29,29 +23,12 @@
 #include "support/temp_dir.h"
 
 using testing_support::ChangeDir;
+using testing_support::LeasesWork;
 using testing_support::TempDir;
 
 namespace {
 
 const char kNoSocket[] = "CloseSocket, socket == INVALID_SOCKET\n";
-const char kMailLine[] = "GET /cgi-dosmail?to=bob&text=hi+there HTTP/1.0\r\n";
-const char kMailCall[] = "cgi-dosmail to bob text hi there";
-
-bool WaitUntil(const std::function<bool()>& done) {
-    for (int i = 0; i < 500 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return done();
-}
-
-// True when this file system grants read leases; without them no file is ever seen as being
-// written.
-bool LeasesWork(const std::string& path) {
-    int fd = open(path.c_str(), O_RDONLY);
-    if (fd < 0) return false;
-    bool granted = fcntl(fd, F_SETLEASE, F_RDLCK) == 0;
-    if (granted) fcntl(fd, F_SETLEASE, F_UNLCK);
-    close(fd);
-    return granted;
-}
 
 // The working directory is a fresh directory holding cgi-dos.map; the home directory is its
 // sub-directory "korvel", named relatively.
@@ -86,73 +63,11 @@ protected:
         c.StateTime = ChannelNow();
     }
 
-    // Feeds lines to ProcessRequest as ProcessRead does.
-    void Lines(int ch, std::initializer_list<const char*> lines) {
-        for (const char* line : lines) {
-            CopyText(Channels[ch].Line, line);
-            ProcessRequest(MainWindow, ch);
-        }
-    }
-
-    // A program that records its arguments (one a line) in the file "args" of the working
-    // directory, then does what `then` says.
-    std::string Program(const std::string& then = "") {
-        mkdir(dir.File("bin").c_str(), 0755);
-        dir.Write("bin/record", "#!/bin/sh\nprintf '%s\\n' \"$@\" > args.tmp\nmv args.tmp args\n" + then);
-        chmod(dir.File("bin/record").c_str(), 0755);
-        return dir.File("bin/record");
-    }
-
     TempDir dir;
     ChangeDir inside{dir.path()};
 };
 
 // The request steps.
-
-TEST_F(CgiTest, AMailCallOnChannel2BuildsItsCommandLineAndPipeFiles) {
-    Map("cgi-dosmail y h c:\\bin\\mail.bat -q\n");
-    PipeCounter = 6;
-    Waiting(2);
-    Channels[2].RequestFlags = kRequestSeen;
-    ASSERT_TRUE(CgiRequestLine(MainWindow, 2, kMailCall, kMailLine));
-
-    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosmail to bob text hi there\n");
-    EXPECT_STREQ(CgiCommand[2], "c:\\bin\\mail.bat korvel/ch2_07 -q to bob text hi there");
-    EXPECT_EQ(CgiShow[2], SW_SHOWMINNOACTIVE);
-    EXPECT_EQ(CgiWait[2], 1);
-    EXPECT_EQ(PipeCounter, 7);
-    EXPECT_STREQ(Channels[2].PipeName, "ch2_07.tok");
-    EXPECT_EQ(Channels[2].RequestFlags, kRequestSeen | kRequestCgi);
-    EXPECT_EQ(dir.Read("korvel/ch2_07"), "");
-    EXPECT_EQ(dir.Read("korvel/ch2_07.tok"), "");
-    ASSERT_NE(Channels[2].SendFile, nullptr) << "the .url file stays open for the header lines";
-    fclose(Channels[2].SendFile);
-    Channels[2].SendFile = nullptr;
-    EXPECT_EQ(dir.Read("korvel/ch2_07.url"), kMailLine);
-}
-
-TEST_F(CgiTest, AWholeRequestStartsTheProgramThroughItsDosPath) {
-    // The program is named the DOS way, drive and backslashes, and found all the same.
-    std::string program = Program("echo page > \"$1\"\n");
-    std::string dosProgram = "c:" + program;
-    for (char& c : dosProgram)
-        if (c == '/') c = '\\';
-    Map("cgi-dosmail y h " + dosProgram + " -q\n");
-    Waiting(2);
-    Lines(2, {kMailLine, "Host: here\r\n", "Accept: */*\r\n"});
-    EXPECT_EQ(Channels[2].State, kWaiting) << "nothing starts before the blank line";
-    frontEnd.printed.clear();
-    Lines(2, {"\r\n"});
-
-    EXPECT_EQ(frontEnd.printed, "Executing <2> [" + dosProgram + " korvel/ch2_01 -q to bob text hi there] ...\n");
-    EXPECT_EQ(Channels[2].State, kSending);
-    EXPECT_EQ(Channels[2].CgiState, kPipeCgi);
-    EXPECT_EQ(Channels[2].RequestFlags, 0);
-    EXPECT_EQ(Channels[2].SendFile, nullptr) << "the .url file is closed before the program starts";
-    EXPECT_EQ(dir.Read("korvel/ch2_01.url"), std::string(kMailLine) + "Host: here\r\nAccept: */*\r\n\r\n");
-    ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args") && dir.Read("korvel/ch2_01") == "page\n"; }));
-    EXPECT_EQ(dir.Read("args"), "korvel/ch2_01\n-q\nto\nbob\ntext\nhi\nthere\n");
-}
 
 TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
     Map("cgi-dosx y h prog\n");
@@ -172,39 +87,6 @@ TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
     EXPECT_EQ(call(0), "ch0_01.tok");
     EXPECT_TRUE(dir.Exists("korvel/ch11_00.url"));
     EXPECT_TRUE(dir.Exists("korvel/ch0_99"));
-}
-
-TEST_F(CgiTest, ACallThatIsNotWaitedForMakesNoPipeFiles) {
-    Map("cgi-dosguest n s guest list.txt\n");
-    Waiting(1);
-    strcpy(Channels[1].PipeName, "before");
-    ASSERT_TRUE(CgiRequestLine(MainWindow, 1, "cgi-dosguest name Jo", "GET /cgi-dosguest?name=Jo HTTP/1.0\r\n"));
-    EXPECT_STREQ(CgiCommand[1], "guest list.txt name Jo");
-    EXPECT_EQ(CgiShow[1], SW_SHOW);
-    EXPECT_EQ(CgiWait[1], 0);
-    EXPECT_EQ(PipeCounter, 0);
-    EXPECT_STREQ(Channels[1].PipeName, "before");
-    EXPECT_EQ(Channels[1].SendFile, nullptr);
-    EXPECT_TRUE(Channels[1].RequestFlags & kRequestCgi);
-    EXPECT_TRUE(std::filesystem::is_empty(dir.File("korvel")));
-}
-
-TEST_F(CgiTest, AKeyThatIsNotInTheMapIsAnsweredWithTheErrorPage) {
-    Map("cgi-dosother y h prog\n\n* y h never\n");
-    Settings.Standard.Server = 1;
-    Waiting(0);
-    Channels[0].RequestFlags = kRequestSeen;
-    ASSERT_TRUE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
-    EXPECT_STREQ(SendPath[0], "korvel/stder.htm");
-    EXPECT_EQ(Channels[0].RequestFlags, kRequestSeen) << "neither the CGI bit nor the error bit";
-    EXPECT_EQ(PipeCounter, 0);
-    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\n");
-
-    // Through the whole request: the error page goes out with status 200.
-    Waiting(0);
-    Channels[0].RequestFlags = 0;
-    Lines(0, {"GET /cgi-dosx?a HTTP/1.0\r\n", "\r\n"});
-    EXPECT_EQ(Channels[0].ResponseStatus, 200);
 }
 
 TEST_F(CgiTest, WithoutAMapTheRequestEndsAndSendAndCloseClosesTheChannel) {
@@ -330,18 +212,6 @@ TEST_F(LaunchTest, CgiMaxRunningProgramsDelayTheCallLeavingChannelsIncluded) {
     frontEnd.printed.clear();
     EXPECT_EQ(CGILauch(MainWindow, 2), 0);
     EXPECT_EQ(frontEnd.printed, "Delaying <2> [prog korvel/ch2_03 a] ...\n") << "CGIMax 0 delays every call";
-}
-
-TEST_F(LaunchTest, AWaitedProgramThatStartsLeavesTheChannelSending) {
-    std::string program = Program();
-    snprintf(CgiCommand[2], sizeof CgiCommand[2], "%s korvel/ch2_03 x", program.c_str());
-    EXPECT_EQ(CGILauch(MainWindow, 2), 1);
-    EXPECT_EQ(frontEnd.printed, "Executing <2> [" + program + " korvel/ch2_03 x] ...\n");
-    EXPECT_EQ(Channels[2].CgiState, kPipeCgi);
-    EXPECT_EQ(Channels[2].State, kSending);
-    EXPECT_EQ(Channels[2].StateTime, 1800000000u);
-    ASSERT_TRUE(WaitUntil([&] { return dir.Exists("args"); }));
-    EXPECT_EQ(dir.Read("args"), "korvel/ch2_03\nx\n");
 }
 
 // CGICheck, CloseChannel and LeavingCheck: a leaving channel whose program runs.

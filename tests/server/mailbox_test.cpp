@@ -32,29 +32,16 @@ protected:
     TempDir dir;
 };
 
-TEST_F(MailboxTest, FirstPostMakesThePage) {
+TEST_F(MailboxTest, PostsFollowInArrivalOrderAndALongRawFileIsCopiedWhole) {
     Post("name bob text hi there");
     EXPECT_EQ(PageContent(), kHeading + "name bob text hi there\n<HR>" + kClosing);
-}
-
-TEST_F(MailboxTest, PostsFollowInArrivalOrder) {
-    Post("first");
     Post("second\nwith a line");
-    EXPECT_EQ(PageContent(), kHeading + "first\n<HR>second\nwith a line\n<HR>" + kClosing);
-}
-
-TEST_F(MailboxTest, LongRawFileIsCopiedWhole) {
+    EXPECT_EQ(PageContent(), kHeading + "name bob text hi there\n<HR>second\nwith a line\n<HR>" + kClosing);
     std::string post;
     for (int i = 0; post.size() < 1300; ++i) post += "line " + std::to_string(i) + " of a long post\n";
+    ASSERT_EQ(remove(dir.File("site/mailbox.tmp").c_str()), 0);  // a deleted raw file starts again
     Post(post);
     EXPECT_EQ(PageContent(), kHeading + post + "\n<HR>" + kClosing);
-}
-
-TEST_F(MailboxTest, DeletedRawFileStartsAgainWithTheNextPost) {
-    Post("an old post that is rather long");
-    ASSERT_EQ(remove(dir.File("site/mailbox.tmp").c_str()), 0);
-    Post("new");
-    EXPECT_EQ(PageContent(), kHeading + "new\n<HR>" + kClosing);
 }
 
 TEST_F(MailboxTest, MissingRawFileLeavesThePageAlone) {

@@ -57,53 +57,39 @@ protected:
     ScopedEnv all{"LC_ALL", "C"};
 };
 
-TEST_F(TimeStampTest, DefaultsGiveMonthDayYearAndTheTwelveHourClock) {
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 -   2:05:09 PM  ");
-    Intl("iTime=0\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 -   2:05:09 PM  ");
-}
-
-TEST_F(TimeStampTest, DayMonthYearWithTheTwentyFourHourClock) {
-    Intl("iDate=1\niTime=1\nsDate=.\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  16.11.26 - 14:05:09  ");
-    EXPECT_EQ(Stamp(kMidnight), " Mon  16.11.26 - 00:00:00  ");
-    EXPECT_EQ(Stamp(kLastSecond), " Mon  16.11.26 - 23:59:59  ");
-}
-
-TEST_F(TimeStampTest, MidnightAndNoonOnTheTwelveHourClock) {
-    EXPECT_EQ(Stamp(kMidnight), " Mon  11/16/26 -   12:00:00 AM  ");
-    EXPECT_EQ(Stamp(kNoon), " Mon  11/16/26 -   12:00:00 PM  ");
-    EXPECT_EQ(Stamp(kLastSecond), " Mon  11/16/26 -   11:59:59 PM  ");
-    Intl("iTime=2\n");  // anything but 1 is the 12-hour clock
-    EXPECT_EQ(Stamp(kNoon), " Mon  11/16/26 -   12:00:00 PM  ");
-}
-
-TEST_F(TimeStampTest, YearFirstAndSmallNumbers) {
-    Intl("iDate=2\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  26/11/16 -   2:05:09 PM  ");
-    EXPECT_EQ(Stamp(kMarch2005), " Mon  5/03/07 -   9:08:07 AM  ");
-    Intl("iDate=1\n");
-    EXPECT_EQ(Stamp(kMarch2005), " Mon  7/03/05 -   9:08:07 AM  ");
-    Intl("iDate=7\n");
-    EXPECT_EQ(Stamp(kMarch2005), " Mon  3/07/05 -   9:08:07 AM  ");
-}
-
-TEST_F(TimeStampTest, SeparatorsKeepOneCharacterAndSuffixesFour) {
-    Intl("sDate=-/-\nsTime=.:\ns1159=morning\ns2359=\"p.m.\"\n");
-    EXPECT_EQ(Stamp(kMarch2005), " Mon  3-07-05 -   9.08.07 morn  ");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  11-16-26 -   2.05.09 p.m.  ");
-}
-
-TEST_F(TimeStampTest, EmptyValuesAreUsedAsTheyAre) {
-    Intl("sDate=\ns2359=\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  111626 -   2:05:09   ");
-}
-
-TEST_F(TimeStampTest, SettingsAreReadOnEveryCall) {
-    Intl("iTime=1\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 - 14:05:09  ");
-    Intl("iTime=0\ns2359=pm\n");
-    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 -   2:05:09 pm  ");
+// Each row's [intl] lines are written before its time is formatted, so the settings are read on
+// every call.
+TEST_F(TimeStampTest, TheRegionalSettingsShapeTheStamp) {
+    const struct {
+        const char* intl;
+        time_t time;
+        const char* stamp;
+    } rows[] = {
+        {"", kAfternoon, " Mon  11/16/26 -   2:05:09 PM  "},  // month/day/year, the 12-hour clock
+        {"iTime=0\n", kAfternoon, " Mon  11/16/26 -   2:05:09 PM  "},
+        {"", kMidnight, " Mon  11/16/26 -   12:00:00 AM  "},
+        {"", kNoon, " Mon  11/16/26 -   12:00:00 PM  "},
+        {"", kLastSecond, " Mon  11/16/26 -   11:59:59 PM  "},
+        {"iTime=2\n", kNoon, " Mon  11/16/26 -   12:00:00 PM  "},  // anything but 1 is the 12-hour clock
+        {"iDate=1\niTime=1\nsDate=.\n", kAfternoon, " Mon  16.11.26 - 14:05:09  "},
+        {"iDate=1\niTime=1\nsDate=.\n", kMidnight, " Mon  16.11.26 - 00:00:00  "},
+        {"iDate=1\niTime=1\nsDate=.\n", kLastSecond, " Mon  16.11.26 - 23:59:59  "},
+        {"iDate=2\n", kAfternoon, " Mon  26/11/16 -   2:05:09 PM  "},
+        {"iDate=2\n", kMarch2005, " Mon  5/03/07 -   9:08:07 AM  "},
+        {"iDate=1\n", kMarch2005, " Mon  7/03/05 -   9:08:07 AM  "},
+        {"iDate=7\n", kMarch2005, " Mon  3/07/05 -   9:08:07 AM  "},
+        // Separators keep one character, suffixes four; empty values are used as they are.
+        {"sDate=-/-\nsTime=.:\ns1159=morning\ns2359=\"p.m.\"\n", kMarch2005, " Mon  3-07-05 -   9.08.07 morn  "},
+        {"sDate=-/-\nsTime=.:\ns1159=morning\ns2359=\"p.m.\"\n", kAfternoon, " Mon  11-16-26 -   2.05.09 p.m.  "},
+        {"sDate=\ns2359=\n", kAfternoon, " Mon  111626 -   2:05:09   "},
+        {"iTime=1\n", kAfternoon, " Mon  11/16/26 - 14:05:09  "},
+        {"iTime=0\ns2359=pm\n", kAfternoon, " Mon  11/16/26 -   2:05:09 pm  "},
+    };
+    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 -   2:05:09 PM  ") << "without a file";
+    for (const auto& row : rows) {
+        Intl(row.intl);
+        EXPECT_EQ(Stamp(row.time), row.stamp) << row.intl << " at " << row.time;
+    }
 }
 
 }  // namespace

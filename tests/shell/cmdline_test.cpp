@@ -38,15 +38,12 @@ TEST_F(CommandLine, GrabOptionsSetTheirSettings) {
     EXPECT_STREQ(Settings.Url.HomeDir, "/g");
     EXPECT_STREQ(Settings.Url.Bookmark, "rep.htm");
     EXPECT_EQ(Settings.Url.All, 3);
-    Pass0("-samepath");
-    EXPECT_EQ(Settings.Url.All, 2);
-    Pass0("-all");
-    EXPECT_EQ(Settings.Url.All, 1);
-    Pass0("-local");
-    EXPECT_EQ(Settings.Url.All, 0);
-}
-
-TEST_F(CommandLine, ThePrefixIsCutToSixCharactersAndSwitchesAutomaticNamesOff) {
+    const std::pair<const char*, int16_t> scopes[] = {{"-samepath", 2}, {"-all", 1}, {"-local", 0}};
+    for (const auto& [option, all] : scopes) {
+        Pass0(option);
+        EXPECT_EQ(Settings.Url.All, all) << option;
+    }
+    // The prefix is cut to six characters and switches automatic names off; -a on again.
     Pass0("-p abcdefgh");
     EXPECT_STREQ(Settings.Url.Prefix, "abcdef");
     EXPECT_EQ(Settings.Url.AutoName, 0);
@@ -88,25 +85,6 @@ TEST_F(CommandLine, AServerPortThatIsNoNumberIsIgnoredSilently) {
     EXPECT_EQ(frontEnd.printed, "");
     Pass0("-sport 8080");
     EXPECT_EQ(Settings.Server.ServerPort, 8080);
-}
-
-TEST_F(CommandLine, OptionsAreCaseSensitive) {
-    EXPECT_EQ(DecodeLine("-Server", 1), 0);
-    EXPECT_EQ(frontEnd.printed, "-Server : Unknown Option\n");
-}
-
-TEST_F(CommandLine, ALineOf127CharactersOrMoreIsIgnoredWhole) {
-    std::string line = "-t 7 " + std::string(121, 'x');
-    ASSERT_EQ(line.size(), 126u);
-    DecodeLine(line.c_str(), 1);
-    EXPECT_EQ(Settings.Url.ConnectionTimeout, 7);
-    frontEnd.printed.clear();
-    Settings.Url.ConnectionTimeout = 600;
-    line += "x";
-    EXPECT_EQ(DecodeLine(line.c_str(), 1), 0);
-    EXPECT_EQ(Settings.Url.ConnectionTimeout, 600);
-    EXPECT_EQ(frontEnd.printed, "DecodeLine, command line is too large (127 characters)\n");
-    EXPECT_EQ(Pass0(line), 0);
 }
 
 TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {

@@ -26,13 +26,11 @@ protected:
     }
 };
 
-TEST_F(ConsoleTest, OutputStartsOnTheFirstLineOfTheLastPage) {
+// Output starts on the first line of the last page.
+TEST_F(ConsoleTest, CarriageReturnAndLineFeedEachStartANewRow) {
     EXPECT_EQ(Console.caretRow, 200 - 25);
     EXPECT_EQ(Console.caretColumn, 0);
     EXPECT_EQ(Console.topRow, 175);
-}
-
-TEST_F(ConsoleTest, CarriageReturnAndLineFeedEachStartANewRow) {
     Put("abc\r\ndef");
     EXPECT_EQ(Row(175), "abc");
     EXPECT_EQ(Row(176), "");
@@ -114,27 +112,14 @@ TEST_F(ConsoleTest, DeleteRedrawsTheRestOfTheRowAtTheRowNumberedByTheLeftColumn)
     EXPECT_EQ(frontEnd.draws[0].text, "bcdef" + std::string(115, ' '));
 }
 
-TEST_F(ConsoleTest, EachStoredCharacterIsDrawnInItsCell) {
-    frontEnd.draws.clear();
-    Put("\nab");
-    ASSERT_EQ(frontEnd.draws.size(), 2u);
-    EXPECT_EQ(frontEnd.draws[1].x, 1);
-    EXPECT_EQ(frontEnd.draws[1].y, 1);
-    EXPECT_EQ(frontEnd.draws[1].text, "b");
-}
-
-TEST_F(ConsoleTest, PrintReturnsTheFormattedLengthAndStopsSendingAtNul) {
+TEST_F(ConsoleTest, PrintReturnsTheFormattedLengthStopsSendingAtNulAndCutsAt999Characters) {
     EXPECT_EQ(Print(MainWindow, "%s-%d", "ab", 42), 5);
     EXPECT_EQ(Row(175), "ab-42");
     frontEnd.printed.clear();
     EXPECT_EQ(Print(MainWindow, "x%cy", 0), 3);
     EXPECT_EQ(frontEnd.printed, "x");
-}
-
-TEST_F(ConsoleTest, PrintCutsAnOverlongTextAt999Characters) {
-    std::string long_text(1500, 'k');
     frontEnd.printed.clear();
-    Print(MainWindow, "%s", long_text.c_str());
+    Print(MainWindow, "%s", std::string(1500, 'k').c_str());
     EXPECT_EQ(frontEnd.printed.size(), 999u);
 }
 

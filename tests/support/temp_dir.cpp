@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace testing_support {
@@ -35,9 +36,7 @@ ChangeDir::ChangeDir(const std::string& dir) {
 }
 
 ChangeDir::~ChangeDir() {
-    if (chdir(previous_.c_str()) != 0) {
-        // Nothing sensible to do in a destructor; the next test will notice.
-    }
+    if (chdir(previous_.c_str()) != 0) perror("chdir back");
 }
 
 std::string ReadFile(const std::string& path) {
@@ -50,6 +49,14 @@ std::string ReadFile(const std::string& path) {
 void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;
+}
+
+bool LeasesWork(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    bool granted = fd >= 0 && fcntl(fd, F_SETLEASE, F_RDLCK) == 0;
+    if (granted) fcntl(fd, F_SETLEASE, F_UNLCK);
+    if (fd >= 0) close(fd);
+    return granted;
 }
 
 }  // namespace testing_support

@@ -35,5 +35,8 @@ private:
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
+// True when the file system grants read leases on the file; without them the deny-write
+// emulation never sees a writer.
+bool LeasesWork(const std::string& path);
 
 }  // namespace testing_support

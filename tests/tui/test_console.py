@@ -1,12 +1,11 @@
 """The console in the terminal: the view, its scroll keys and bars, Find, the caret keys,
 typed text reaching a connected client, and terminals of 80 x 24 and 250 x 70."""
 
-import socket
-import threading
 import time
 import unittest
 
 import tui_session
+from korvel import TcpService
 from tui_session import free_port, start
 
 
@@ -28,8 +27,7 @@ def thumb_row(position, maximum, bar_rows):
 @unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
 class View(unittest.TestCase):
     def setUp(self):
-        self.s = start([], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
-        self.addCleanup(self.s.close)
+        self.s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
         # 37 rows are shown: the caret starts on row 163, the first row of the last page.
         self.s.type("".join("line %02d\r" % i for i in range(1, 51)))
         self.s.wait_for(lambda screen: self.row(36).startswith("line 50"), what="50 typed lines")
@@ -97,57 +95,12 @@ class View(unittest.TestCase):
         s.wait_for(lambda _: all(line[:119].strip() == "" for line in s.screen()[1:38]), what="an empty part of the screen")
 
 
-class EchoServer:
-    """A loopback TCP server that greets its one client and keeps what it receives."""
-
-    def __init__(self):
-        self.listener = socket.socket()
-        self.listener.bind(("127.0.0.1", 0))
-        self.listener.listen(1)
-        self.port = self.listener.getsockname()[1]
-        self.received = bytearray()
-        self.thread = threading.Thread(target=self._serve, daemon=True)
-        self.thread.start()
-
-    def _serve(self):
-        self.listener.settimeout(20)
-        try:
-            conn, _ = self.listener.accept()
-        except OSError:
-            return
-        with conn:
-            conn.sendall(b"HELLO FROM THE TEST\r\n")
-            conn.settimeout(1)
-            deadline = time.monotonic() + 30
-            while time.monotonic() < deadline:
-                try:
-                    data = conn.recv(4096)
-                except socket.timeout:
-                    continue
-                except OSError:
-                    return
-                if not data:
-                    return
-                self.received.extend(data)
-
-    def wait_for(self, data, timeout=10.0):
-        deadline = time.monotonic() + timeout
-        while data not in bytes(self.received):
-            if time.monotonic() > deadline:
-                raise AssertionError("the server received only %r" % bytes(self.received))
-            time.sleep(0.05)
-
-    def close(self):
-        self.listener.close()
-
-
 @unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
 class Typing(unittest.TestCase):
     def test_the_client_dialog_connects_and_typed_text_reaches_the_server(self):
-        server = EchoServer()
+        server = TcpService(greeting=b"HELLO FROM THE TEST\r\n")
         self.addCleanup(server.close)
-        s = start([], {"Client": {"ClientHost": "127.0.0.1", "ClientPort": server.port}})
-        self.addCleanup(s.close)
+        s = start(self, [], {"Client": {"ClientHost": "127.0.0.1", "ClientPort": server.port}})
         s.keys("M-o", "l")  # Options > cLient
         s.wait_for("Connect to host")
         self.assertIn("127.0.0.1", s.text())
@@ -165,8 +118,7 @@ class Typing(unittest.TestCase):
 @unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
 class Sizes(unittest.TestCase):
     def test_a_terminal_of_80_by_24_holds_every_part_and_the_widest_dialog(self):
-        s = start([], {"Server": {"ServerPort": free_port()}}, width=80, height=24)
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=80, height=24)
         screen = s.screen()
         self.assertTrue(screen[0].startswith("  Cursor  Options  Services  Command  Help"))
         self.assertEqual(screen[1][79], "▲")
@@ -188,8 +140,7 @@ class Sizes(unittest.TestCase):
         s.wait_for(lambda text: "http://" not in text, what="the URL dialog to close")
 
     def test_a_terminal_of_250_by_70_shows_at_most_120_columns_with_panels_beside(self):
-        s = start([], {"Server": {"ServerPort": free_port()}}, width=250, height=70)
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=250, height=70)
         s.type("\r" + "x" * 125)
         s.wait_for(lambda _: "xxxxx " in [line[:6] for line in s.screen()], what="the line to wrap at 120")
         y = next(y for y, line in enumerate(s.screen()) if line.startswith("xxxxx "))

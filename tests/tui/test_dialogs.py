@@ -2,14 +2,11 @@
 server is open, the Server dialog opening the server, popups that leave the program running,
 and a resize while a dialog is open."""
 
-import os
-import shutil
-import socket
-import tempfile
 import time
 import unittest
 
 import tui_session
+from korvel import http_get, temp_dir, write_files
 from tui_session import free_port, start
 
 GREY = 8
@@ -17,25 +14,10 @@ BLACK = 0
 WHITE = 7
 
 
-def http_get(port, path="/"):
-    with socket.create_connection(("127.0.0.1", port), timeout=10) as s:
-        s.sendall(b"GET %s HTTP/1.0\r\n\r\n" % path.encode())
-        data = b""
-        deadline = time.monotonic() + 10
-        while time.monotonic() < deadline:
-            chunk = s.recv(65536)
-            if not chunk:
-                break
-            data += chunk
-        return data
-
-
 def site(test):
     """A home directory with one page, removed after the test."""
-    directory = tempfile.mkdtemp(prefix="korvel-tui-site-")
-    test.addCleanup(shutil.rmtree, directory, True)
-    with open(os.path.join(directory, "home.htm"), "w") as f:
-        f.write("<html>home</html>\n")
+    directory = temp_dir(test, "korvel-tui-site-")
+    write_files(directory, {"home.htm": "<html>home</html>\n"})
     return directory
 
 
@@ -45,12 +27,11 @@ class Menus(unittest.TestCase):
         """Foreground colour of an open menu item's first letter (the highlighted item is
         white on blue)."""
         x, y = s.find("│ " + label)
-        return s.cells()[y][x + 2].fg
+        return s.fg(x + 2, y)
 
     def test_the_menu_greys_client_and_url_while_the_server_is_open(self):
         port = free_port()
-        s = start(["-server"], {"Server": {"ServerPort": port, "HomeDir": site(self)}}, banner=False)
-        self.addCleanup(s.close)
+        s = start(self, ["-server"], {"Server": {"ServerPort": port, "HomeDir": site(self)}}, banner=False)
         s.wait_for("Server is ready on port %d" % port)
         s.keys("F10")
         s.wait_for("│ Find │")
@@ -80,8 +61,7 @@ class Menus(unittest.TestCase):
         self.assertEqual(self.item_colour(s, "Hide Statistics"), GREY)
 
     def test_help_opens_a_screen_of_its_own_and_esc_closes_it(self):
-        s = start([], {"Server": {"ServerPort": free_port()}})
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}})
         s.keys("M-h", "Enter")
         s.wait_for("korvel help")
         self.assertIn("NAME", s.text())
@@ -101,8 +81,7 @@ class Dialogs(unittest.TestCase):
     def test_the_server_dialog_opens_the_server_and_the_console_shows_its_requests(self):
         port = free_port()
         home = site(self)
-        s = start([], {"Server": {"ServerPort": 80, "HomeDir": home}})
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": 80, "HomeDir": home}})
         s.keys("M-o", "s")
         s.wait_for("Mailbox name")
         self.assertIn("(*) Panel", s.text())
@@ -113,7 +92,7 @@ class Dialogs(unittest.TestCase):
         s.keys("Enter")
         s.wait_for("Server is ready on port %d" % port)
         self.assertNotIn("Mailbox name", s.text())
-        self.assertIn(b"home", http_get(port))
+        self.assertIn(b"home", http_get(port, b"GET / HTTP/1.0\r\n\r\n"))
         s.wait_for("Sending file <0> %s/home.htm ..." % home)
         self.assertIn("Remote Client <0> Login 127.0.0.1:", s.text())
 
@@ -151,8 +130,7 @@ class Dialogs(unittest.TestCase):
         self.assertNotIn("Connect to host", s.text())  # the dialog ended after its notice
 
     def test_a_resize_while_a_dialog_is_open_keeps_it_centred_and_working(self):
-        s = start([], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
         s.keys("M-o", "c")
         s.wait_for("Max. Clients for server")
         s.resize(80, 24)

@@ -19,17 +19,13 @@ class Exit(unittest.TestCase):
         self.assertNotIn("Cursor  Options", s.text())
 
     def test_ctrl_c_shuts_down_normally(self):
-        s = start([], {"Server": {"ServerPort": free_port()}})
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}})
         s.keys("C-c")
         self.assertEqual(s.wait_exit(), 0)
         self.assert_terminal_given_back(s)
 
     def test_sigterm_with_a_dialog_and_a_message_box_open_shuts_down_normally(self):
-        s = tui_session.TuiSession([], {"Server": {"ServerPort": free_port()}})
-        self.addCleanup(s.close)
-        s.wait_for("Korvel v4.0")
-        s.keys("Enter")
+        s = start(self, [], {"Server": {"ServerPort": free_port()}})
         s.keys("M-o", "l")
         s.wait_for("Connect to host")
         s.keys("Tab", "Tab")
@@ -42,8 +38,7 @@ class Exit(unittest.TestCase):
 
     def test_a_fatal_signal_still_restores_the_terminal(self):
         port = free_port()
-        s = start(["-server"], {"Server": {"ServerPort": port}}, banner=False)
-        self.addCleanup(s.close)
+        s = start(self, ["-server"], {"Server": {"ServerPort": port}}, banner=False)
         s.wait_for("Server is ready on port %d" % port)
         s.keys("M-o")
         s.wait_for("│ Configuration")

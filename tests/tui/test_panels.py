@@ -14,8 +14,7 @@ from tui_session import free_port, start
 class Statistics(unittest.TestCase):
     def test_the_panel_counts_the_channels_of_connected_clients(self):
         port = free_port()
-        s = start(["-server"], {"Server": {"ServerPort": port}}, banner=False)
-        self.addCleanup(s.close)
+        s = start(self, ["-server"], {"Server": {"ServerPort": port}}, banner=False)
         s.wait_for("Server is ready on port %d" % port)
         s.keys("M-s", "Enter")  # Services > Show Statistics
         s.wait_for("0 Channels are used")
@@ -47,7 +46,7 @@ class Statistics(unittest.TestCase):
         s.keys("M-s")  # closing it went through the program: Show Statistics is usable again
         s.wait_for("│ Show Statistics")
         x, y = s.find("│ Hide Statistics")
-        self.assertEqual(s.cells()[y][x + 2].fg, 8)
+        self.assertEqual(s.fg(x + 2, y), 8)
 
 
 @unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
@@ -55,8 +54,7 @@ class Ping(unittest.TestCase):
     def test_the_ping_panel_shows_a_running_ping_of_the_loopback(self):
         if os.geteuid() != 0:
             self.skipTest("raw ICMP sockets need root")
-        s = start([], {"Server": {"ServerPort": free_port()}})
-        self.addCleanup(s.close)
+        s = start(self, [], {"Server": {"ServerPort": free_port()}})
         s.keys("M-o", "p")  # Options > Ping
         deadline = time.monotonic() + 3
         while "PING" not in s.text().split("\n", 1)[1]:

@@ -1,42 +1,28 @@
 """Runs the real korvel binary in its terminal interface inside a private tmux server.
 
 A TuiSession starts korvel in a directory of its own (with a korvel.ini), sends keys with
-send-keys and reads the screen with capture-pane: as text, or as cells with their colours
-(parse_ansi). Every wait is bounded; close() kills the private tmux server and removes the
-directory.
+send-keys and reads the screen with capture-pane, as text or as the foreground colours of its
+cells. Every wait is bounded; close() kills the private tmux server and removes the directory.
 
 After korvel ends, the pane's shell writes korvel's exit status and the terminal modes
 ("stty -a") into the directory, so a test can check that the terminal was given back.
 """
 
+import itertools
 import os
 import re
 import shutil
-import signal
-import socket
 import subprocess
+import sys
 import tempfile
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
+from korvel import free_port, ini, read_file, wait_until  # noqa: E402  (shared with the end-to-end tests)
+
 BINARY = os.path.abspath(os.environ.get("KORVEL_BIN", os.path.join(os.path.dirname(__file__), "../../build/korvel")))
-
-_counter = [0]
-
-
-def free_port():
-    """An ephemeral TCP port on 127.0.0.1 that nobody listens on right now."""
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
-def ini(sections):
-    lines = []
-    for section, keys in sections.items():
-        lines.append("[%s]" % section)
-        lines.extend("%s=%s" % (k, v) for k, v in keys.items())
-        lines.append("")
-    return "\n".join(lines)
+_sessions = itertools.count()
+_SGR = re.compile(r"\x1b\[([0-9;:]*)m")
 
 
 def have_tmux():
@@ -50,100 +36,40 @@ def _terminal_type():
     return "screen"
 
 
-# ---- Cells with colours, from capture-pane -e ----
-
-class Cell:
-    __slots__ = ("ch", "fg", "bg", "bold", "dim", "reverse", "underline")
-
-    def __init__(self, ch=" ", fg=None, bg=None, bold=False, dim=False, reverse=False, underline=False):
-        self.ch, self.fg, self.bg = ch, fg, bg
-        self.bold, self.dim, self.reverse, self.underline = bold, dim, reverse, underline
-
-    def style(self):
-        return (self.fg, self.bg, self.bold, self.dim, self.reverse, self.underline)
-
-
-_SGR = re.compile(r"\x1b\[([0-9;:]*)m")
-
-
-def parse_ansi(text, width):
-    """Rows of Cells from capture-pane -e output. Colours are palette numbers (0-255), None for
-    the terminal's default."""
-    rows = []
-    state = Cell()
-    for line in text.split("\n"):
-        row = []
-        i = 0
-        while i < len(line):
-            m = _SGR.match(line, i)
-            if m:
-                _apply_sgr(state, m.group(1))
-                i = m.end()
-                continue
-            if line[i] == "\x1b":  # some other escape: skip it
-                i += 1
-                continue
-            row.append(Cell(line[i], state.fg, state.bg, state.bold, state.dim, state.reverse, state.underline))
+def foreground_colours(line):
+    """The foreground colour of each character of a capture-pane -e line: a palette number
+    (0-255), or None for the terminal's default."""
+    colours, fg, i = [], None, 0
+    while i < len(line):
+        m = _SGR.match(line, i)
+        if m:
+            codes = [int(p) if p else 0 for p in re.split("[;:]", m.group(1))] if m.group(1) else [0]
+            for j, c in enumerate(codes):
+                if c in (0, 39):
+                    fg = None
+                elif 30 <= c <= 37 or 90 <= c <= 97:
+                    fg = c - 30 if c < 90 else c - 82
+                elif c in (38, 48) and codes[j + 1:j + 2] == [5]:
+                    fg = codes[j + 2] if c == 38 else fg
+                    codes[j + 1:j + 3] = [-1, -1]  # the colour's own numbers are no codes
+            i = m.end()
+        elif line[i] == "\x1b":  # some other escape: skipped
             i += 1
-        while len(row) < width:
-            row.append(Cell())
-        rows.append(row[:width])
-    return rows
-
-
-def _apply_sgr(state, params):
-    codes = [int(p) if p else 0 for p in re.split("[;:]", params)] if params else [0]
-    i = 0
-    while i < len(codes):
-        c = codes[i]
-        if c == 0:
-            state.fg = state.bg = None
-            state.bold = state.dim = state.reverse = state.underline = False
-        elif c == 1:
-            state.bold = True
-        elif c == 2:
-            state.dim = True
-        elif c == 4:
-            state.underline = True
-        elif c == 7:
-            state.reverse = True
-        elif c == 22:
-            state.bold = state.dim = False
-        elif c == 24:
-            state.underline = False
-        elif c == 27:
-            state.reverse = False
-        elif 30 <= c <= 37:
-            state.fg = c - 30
-        elif c == 39:
-            state.fg = None
-        elif 40 <= c <= 47:
-            state.bg = c - 40
-        elif c == 49:
-            state.bg = None
-        elif 90 <= c <= 97:
-            state.fg = c - 90 + 8
-        elif 100 <= c <= 107:
-            state.bg = c - 100 + 8
-        elif c in (38, 48) and i + 2 < len(codes) and codes[i + 1] == 5:
-            if c == 38:
-                state.fg = codes[i + 2]
-            else:
-                state.bg = codes[i + 2]
-            i += 2
-        i += 1
+        else:
+            colours.append(fg)
+            i += 1
+    return colours
 
 
 class TuiSession:
     def __init__(self, words=(), settings=None, width=120, height=40, workdir=None):
-        _counter[0] += 1
-        self.socket = "korvel-tui-%d-%d" % (os.getpid(), _counter[0])
-        self.dir = workdir or tempfile.mkdtemp(prefix="korvel-tui-")
+        self.socket = "korvel-tui-%d-%d" % (os.getpid(), next(_sessions))
         self.own_dir = workdir is None
+        self.dir = workdir or tempfile.mkdtemp(prefix="korvel-tui-")
         self.width, self.height = width, height
         if settings is not None:
             with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
-                f.write(ini(settings) if isinstance(settings, dict) else settings)
+                f.write(ini(settings))
         conf = os.path.join(self.dir, "tmux.conf")
         with open(conf, "w") as f:
             f.write("set -g default-terminal %s\nset -g status off\nset -g remain-on-exit on\n" % _terminal_type())
@@ -159,8 +85,6 @@ class TuiSession:
         return subprocess.run(["tmux", "-L", self.socket] + list(args), capture_output=True, text=True,
                               timeout=10, check=check)
 
-    # ---- Input ----
-
     def keys(self, *keys):
         """tmux key names: Enter, Escape, Tab, BTab, F10, S-Up, C-Left, M-o, ..."""
         self._tmux("send-keys", *keys)
@@ -172,24 +96,21 @@ class TuiSession:
         """Bytes as the terminal would send them (escape sequences, mouse reports)."""
         self._tmux("send-keys", "-H", *["%02x" % b for b in data])
 
-    # ---- Output ----
-
     def screen(self):
-        out = self._tmux("capture-pane", "-p").stdout
-        lines = out.split("\n")[:self.height]
+        lines = self._tmux("capture-pane", "-p").stdout.split("\n")[:self.height]
         return lines + [""] * (self.height - len(lines))
 
     def text(self):
         return "\n".join(self.screen())
 
-    def cells(self):
-        out = self._tmux("capture-pane", "-p", "-e", "-N").stdout
-        return parse_ansi(out, self.width)[:self.height]
+    def fg(self, x, y):
+        """The foreground colour of the cell at (x, y)."""
+        return foreground_colours(self._tmux("capture-pane", "-p", "-e", "-N").stdout.split("\n")[y])[x]
 
     def cursor(self):
         """(x, y, visible) of the terminal cursor."""
-        out = self._tmux("display", "-p", "#{cursor_x} #{cursor_y} #{cursor_flag}").stdout.split()
-        return int(out[0]), int(out[1]), out[2] == "1"
+        x, y, flag = self._tmux("display", "-p", "#{cursor_x} #{cursor_y} #{cursor_flag}").stdout.split()
+        return int(x), int(y), flag == "1"
 
     def title(self):
         return self._tmux("display", "-p", "#{pane_title}").stdout.rstrip("\n")
@@ -197,66 +118,33 @@ class TuiSession:
     def wait_for(self, predicate, timeout=10.0, what=None):
         """Waits until predicate(screen text) is true (a str predicate: the text appears)."""
         test = (lambda s: predicate in s) if isinstance(predicate, str) else predicate
-        deadline = time.monotonic() + timeout
-        while True:
-            screen = self.text()
-            if test(screen):
-                return screen
-            if time.monotonic() > deadline:
-                raise AssertionError("timed out waiting for %s; screen:\n%s" % (what or repr(predicate), screen))
-            time.sleep(0.05)
+        if not wait_until(lambda: test(self.text()), timeout):
+            raise AssertionError("timed out waiting for %s; screen:\n%s" % (what or repr(predicate), self.text()))
+        return self.text()
 
     def find(self, text):
         """(x, y) of the first occurrence of text on the screen, or None."""
-        for y, line in enumerate(self.screen()):
-            x = line.find(text)
-            if x >= 0:
-                return x, y
-        return None
+        return next(((line.find(text), y) for y, line in enumerate(self.screen()) if text in line), None)
 
     def resize(self, width, height):
         self.width, self.height = width, height
         self._tmux("resize-window", "-x", str(width), "-y", str(height))
 
-    # ---- The process ----
-
-    def korvel_pid(self):
-        """The pid of korvel, the child of the pane's shell (None once it ended)."""
-        shell = self._tmux("display", "-p", "#{pane_pid}").stdout.strip()
-        for entry in os.listdir("/proc"):
-            if not entry.isdigit():
-                continue
-            try:
-                with open("/proc/%s/stat" % entry) as f:
-                    fields = f.read().rsplit(")", 1)[1].split()
-                with open("/proc/%s/comm" % entry) as f:
-                    name = f.read().strip()
-            except OSError:
-                continue
-            if fields[1] == shell and name == "korvel":
-                return int(entry)
-        return None
-
     def send_signal(self, signum):
-        pid = self.korvel_pid()
-        if pid:
-            os.kill(pid, signum)
+        """Sends a signal to korvel, the child of the pane's shell."""
+        shell = self._tmux("display", "-p", "#{pane_pid}").stdout.strip()
+        for pid in subprocess.run(["pgrep", "-P", shell, "-x", "korvel"], capture_output=True, timeout=10).stdout.split():
+            os.kill(int(pid), signum)
 
     def wait_exit(self, timeout=10.0):
         """korvel's exit status (as the shell reports it: 128 + signal when a signal ended it)."""
-        path = os.path.join(self.dir, "exit-status")
-        deadline = time.monotonic() + timeout
-        while time.monotonic() < deadline:
-            if os.path.exists(path) and os.path.exists(os.path.join(self.dir, "stty-after")):
-                time.sleep(0.1)
-                with open(path) as f:
-                    return int(f.read().strip() or "-1")
-            time.sleep(0.05)
-        raise AssertionError("korvel did not end; screen:\n%s" % self.text())
+        if not wait_until(lambda: os.path.exists(os.path.join(self.dir, "stty-after")), timeout):
+            raise AssertionError("korvel did not end; screen:\n%s" % self.text())
+        time.sleep(0.1)
+        return int(read_file(os.path.join(self.dir, "exit-status")).strip() or b"-1")
 
     def terminal_modes(self):
-        with open(os.path.join(self.dir, "stty-after")) as f:
-            return f.read().split()
+        return read_file(os.path.join(self.dir, "stty-after")).decode().split()
 
     def close(self):
         socket_path = self._tmux("display", "-p", "#{socket_path}", check=False).stdout.strip()
@@ -266,24 +154,16 @@ class TuiSession:
         if self.own_dir:
             shutil.rmtree(self.dir, ignore_errors=True)
 
-    def __enter__(self):
-        return self
 
-    def __exit__(self, *exc):
-        self.close()
-
-
-def start(words=(), settings=None, width=120, height=40, banner=True):
-    """A session already past the start-up notice (dismissed with Enter) when there is one."""
+def start(test, words=(), settings=None, width=120, height=40, banner=True):
+    """A session closed when the test ends, already past the start-up notice (dismissed with
+    Enter) when there is one (banner), else showing its menu bar."""
     session = TuiSession(words, settings, width, height)
-    try:
-        if banner:
-            session.wait_for("Winsock", what="the start-up notice")
-            session.keys("Enter")
-            session.wait_for(lambda s: "Winsock" not in s, what="the notice to go")
-        else:
-            session.wait_for("Cursor  Options", what="the menu bar")
-    except Exception:
-        session.close()
-        raise
+    test.addCleanup(session.close)
+    if banner:
+        session.wait_for("Winsock", what="the start-up notice")
+        session.keys("Enter")
+        session.wait_for(lambda s: "Winsock" not in s, what="the notice to go")
+    else:
+        session.wait_for("Cursor  Options", what="the menu bar")
     return session

@@ -1,4 +1,4 @@
-#include "platform/posix_peer.h"
+#include "support/posix_peer.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -8,38 +8,29 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 
 namespace peer {
 
 namespace {
 
 sockaddr_in Loopback(uint16_t port) {
-    sockaddr_in a;
-    memset(&a, 0, sizeof a);
+    sockaddr_in a{};
     a.sin_family = AF_INET;
     a.sin_port = htons(port);
     a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return a;
 }
 
-int BoundSocket(uint16_t* port) {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
+int Bound(int type, uint16_t* port) {
+    int fd = socket(AF_INET, type | SOCK_CLOEXEC, 0);
     sockaddr_in a = Loopback(0);
-    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+    if (fd >= 0 && bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
         close(fd);
         return -1;
     }
     *port = LocalPort(fd);
     return fd;
-}
-
-bool WaitFor(int fd, short events, int timeoutMs) {
-    pollfd p{fd, events, 0};
-    return poll(&p, 1, timeoutMs) == 1;
 }
 
 int64_t NowMs() {
@@ -50,7 +41,7 @@ int64_t NowMs() {
 }  // namespace
 
 int Listen(uint16_t* port) {
-    int fd = BoundSocket(port);
+    int fd = Bound(SOCK_STREAM, port);
     if (fd >= 0 && listen(fd, 8) != 0) {
         close(fd);
         return -1;
@@ -58,14 +49,13 @@ int Listen(uint16_t* port) {
     return fd;
 }
 
-int BoundOnly(uint16_t* port) { return BoundSocket(port); }
+int BoundOnly(uint16_t* port) { return Bound(SOCK_STREAM, port); }
 
 int Connect(uint16_t port, int receiveBuffer) {
     int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
     if (receiveBuffer > 0) setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     sockaddr_in a = Loopback(port);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
+    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
         close(fd);
         return -1;
     }
@@ -73,15 +63,18 @@ int Connect(uint16_t port, int receiveBuffer) {
 }
 
 int Accept(int listener, int timeoutMs) {
-    if (!WaitFor(listener, POLLIN, timeoutMs)) return -1;
-    return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    return WaitReadable(listener, timeoutMs) ? accept4(listener, nullptr, nullptr, SOCK_CLOEXEC) : -1;
 }
 
 uint16_t LocalPort(int fd) {
-    sockaddr_in a;
+    sockaddr_in a{};
     socklen_t length = sizeof a;
-    if (getsockname(fd, reinterpret_cast<sockaddr*>(&a), &length) != 0) return 0;
-    return ntohs(a.sin_port);
+    return getsockname(fd, reinterpret_cast<sockaddr*>(&a), &length) == 0 ? ntohs(a.sin_port) : 0;
+}
+
+bool WaitReadable(int fd, int timeoutMs) {
+    pollfd p{fd, POLLIN, 0};
+    return poll(&p, 1, timeoutMs) == 1;
 }
 
 bool Write(int fd, const std::string& data) {
@@ -102,16 +95,13 @@ std::string ReadAvailable(int fd, size_t maxBytes) {
 std::string ReadExactly(int fd, size_t length, int timeoutMs) {
     std::string result;
     int64_t deadline = NowMs() + timeoutMs;
-    while (result.size() < length && NowMs() < deadline) {
-        if (!WaitFor(fd, POLLIN, (int)(deadline - NowMs()))) break;
+    while (result.size() < length && WaitReadable(fd, (int)std::max<int64_t>(0, deadline - NowMs()))) {
         std::string part = ReadAvailable(fd, length - result.size());
         if (part.empty()) break;  // end of stream
         result += part;
     }
     return result;
 }
-
-bool ShutdownWrite(int fd) { return shutdown(fd, SHUT_WR) == 0; }
 
 void Close(int fd) {
     if (fd >= 0) close(fd);
@@ -141,6 +131,36 @@ bool NoDelay(int fd) {
     int value = 0;
     socklen_t length = sizeof value;
     return getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &value, &length) == 0 && value != 0;
+}
+
+int OpenUdp(uint16_t* port) { return Bound(SOCK_DGRAM, port); }
+
+bool SendTo(int fd, uint16_t port, const Bytes& datagram) {
+    sockaddr_in to = Loopback(port);
+    return sendto(fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) ==
+           (ssize_t)datagram.size();
+}
+
+Bytes Receive(int fd, int timeoutMs) {
+    uint8_t buffer[2048];
+    ssize_t n = WaitReadable(fd, timeoutMs) ? recv(fd, buffer, sizeof buffer, MSG_DONTWAIT) : 0;
+    return n > 0 ? Bytes(buffer, buffer + n) : Bytes{};
+}
+
+uint16_t InternetChecksum(const Bytes& data) {
+    uint32_t sum = 0;
+    for (size_t i = 0; i + 1 < data.size(); i += 2) sum += (uint32_t)(data[i] << 8 | data[i + 1]);
+    if (data.size() & 1) sum += (uint32_t)data.back() << 8;
+    while (sum >> 16) sum = (sum & 0xFFFF) + (sum >> 16);
+    return (uint16_t)~sum;
+}
+
+Bytes WithChecksum(Bytes packet) {
+    packet[2] = packet[3] = 0;
+    uint16_t sum = InternetChecksum(packet);
+    packet[2] = (uint8_t)(sum >> 8);
+    packet[3] = (uint8_t)sum;
+    return packet;
 }
 
 }  // namespace peer
