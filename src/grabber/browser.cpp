@@ -83,15 +83,15 @@ std::string ListText(HWND dialog, int id, int item) {
 int Selection(HWND dialog, int id) { return (int)SendDlgItemMessageA(dialog, id, LB_GETCURSEL, 0, 0); }
 
 void ListFiles(HWND dialog) {
-    char spec[kPathLength];
-    CopyText(spec, ListingPath().c_str());
-    DlgDirListA(dialog, spec, kFiles, 0, DDL_ARCHIVE | DDL_EXCLUSIVE);
+    char listing[kPathLength];
+    CopyText(listing, ListingPath().c_str());
+    DlgDirListA(dialog, listing, kFiles, 0, DDL_ARCHIVE | DDL_EXCLUSIVE);
 }
 
 void ShowListing(HWND dialog) {
-    char spec[kPathLength];
-    CopyText(spec, ListingPath().c_str());
-    DlgDirListA(dialog, spec, kDirectories, 0, DDL_DIRECTORY | DDL_EXCLUSIVE);
+    char listing[kPathLength];
+    CopyText(listing, ListingPath().c_str());
+    DlgDirListA(dialog, listing, kDirectories, 0, DDL_DIRECTORY | DDL_EXCLUSIVE);
     SendDlgItemMessageA(dialog, kDirectories, LB_SETCURSEL, 0, 0);
     ListFiles(dialog);
     SetDlgItemTextA(dialog, kListingPath, ListingPath().c_str());
@@ -140,9 +140,9 @@ void Open(HWND dialog) {
     for (const char* extension : kExtensionTable) SendDlgItemMessageA(dialog, kExtension, CB_ADDSTRING, 0, (LPARAM)extension);
     CopyText(browsePattern, kExtensionTable[extensionIndex]);
     SendDlgItemMessageA(dialog, kExtension, CB_SETCURSEL, (WPARAM)extensionIndex, 0);
-    char spec[kPathLength];
-    CopyText(spec, ListingPath().c_str());
-    DlgDirListA(dialog, spec, kDirectories, kListingPath, DDL_DIRECTORY | DDL_EXCLUSIVE);
+    char listing[kPathLength];
+    CopyText(listing, ListingPath().c_str());
+    DlgDirListA(dialog, listing, kDirectories, kListingPath, DDL_DIRECTORY | DDL_EXCLUSIVE);
     GetDlgItemTextA(dialog, kListingPath, browseDir, sizeof browseDir);
     ListFiles(dialog);
     browseFile[0] = '\0';

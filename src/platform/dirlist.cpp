@@ -3,8 +3,8 @@
 // units as "[-c-]". A POSIX disk has one unit, the root, shown as "[-c-]" because a "c:"
 // prefix is what the path translation reads as the root.
 //
-// The path specification is "directory/pattern"; the directory is listed, its absolute path
-// goes into the path control, and the specification keeps only the pattern, as the dialogs
+// The listing path is "directory/pattern"; the directory is listed, its absolute path goes
+// into the path control, and the listing path keeps only the pattern, as the dialogs
 // expect. Unlike its Windows namesake, the listing never changes the working directory.
 
 #include <dirent.h>
@@ -23,14 +23,14 @@ namespace {
 
 constexpr const char* kRootUnit = "[-c-]";
 
-void SplitSpec(const std::string& spec, std::string& directory, std::string& pattern) {
-    size_t slash = spec.find_last_of("/\\");
+void SplitListing(const std::string& listing, std::string& directory, std::string& pattern) {
+    size_t slash = listing.find_last_of("/\\");
     if (slash == std::string::npos) {
         directory = ".";
-        pattern = spec;
+        pattern = listing;
     } else {
-        directory = spec.substr(0, slash + 1);
-        pattern = spec.substr(slash + 1);
+        directory = listing.substr(0, slash + 1);
+        pattern = listing.substr(slash + 1);
     }
     if (pattern.empty()) pattern = "*";
 }
@@ -82,7 +82,7 @@ void ListEntries(HWND dialog, int listId, const std::string& directory, const st
 int DlgDirListA(HWND dialog, char* pathSpec, int listId, int pathId, UINT attributes) {
     if (!pathSpec) return FALSE;
     std::string directory, pattern;
-    SplitSpec(pathSpec, directory, pattern);
+    SplitListing(pathSpec, directory, pattern);
     char resolved[PATH_MAX];
     if (!realpath(HostPath(directory.c_str()).c_str(), resolved) || !IsDirectory(resolved)) return FALSE;
     if (listId) {
