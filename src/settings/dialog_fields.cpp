@@ -19,3 +19,10 @@ bool ScanUnsigned(HWND dialog, int id, uint16_t& value, int limit) {
 }
 
 void EnableControl(HWND dialog, int id, bool enabled) { EnableWindow(GetDlgItem(dialog, id), enabled ? TRUE : FALSE); }
+
+void FillHttpVersions(HWND dialog, int id, int16_t selected) {
+    SendDlgItemMessageA(dialog, id, CB_RESETCONTENT, 0, 0);
+    SendDlgItemMessageA(dialog, id, CB_ADDSTRING, 0, (LPARAM) "HTTP 0.9");
+    SendDlgItemMessageA(dialog, id, CB_ADDSTRING, 0, (LPARAM) "HTTP 1.0");
+    SendDlgItemMessageA(dialog, id, CB_SETCURSEL, (WPARAM)selected, 0);
+}

@@ -22,3 +22,7 @@ void ReadField(HWND dialog, int id, char (&field)[N], int limit) {
 }
 
 void EnableControl(HWND dialog, int id, bool enabled);
+
+// Fills a drop-down list with the two HTTP versions ("HTTP 0.9" at index 0, "HTTP 1.0" at
+// index 1) and selects one.
+void FillHttpVersions(HWND dialog, int id, int16_t selected);

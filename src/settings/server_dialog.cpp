@@ -36,17 +36,10 @@ constexpr int kTextLimit = 80;
 // The HTTP version chosen in the list, stored only when Open is pressed.
 int16_t pendingVersion = 0;
 
-void FillVersions(HWND dialog, int id, int16_t selected) {
-    SendDlgItemMessageA(dialog, id, CB_RESETCONTENT, 0, 0);
-    SendDlgItemMessageA(dialog, id, CB_ADDSTRING, 0, (LPARAM) "HTTP 0.9");
-    SendDlgItemMessageA(dialog, id, CB_ADDSTRING, 0, (LPARAM) "HTTP 1.0");
-    SendDlgItemMessageA(dialog, id, CB_SETCURSEL, (WPARAM)selected, 0);
-}
-
 void Initialise(HWND dialog) {
     ServerSettings& s = Settings.Server;
     pendingVersion = Settings.Standard.Server == 1 ? 1 : 0;
-    FillVersions(dialog, kVersion, pendingVersion);
+    FillHttpVersions(dialog, kVersion, pendingVersion);
     ApplyServerModel(s.ServerDef);
     DlgPrintf(dialog, 0, kPort, "%hu", s.ServerPort);
     DlgPrintf(dialog, 0, kHomeDir, "%s", s.HomeDir);

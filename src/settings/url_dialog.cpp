@@ -64,13 +64,6 @@ char clipboardText[kClipboardSize];
 // Controls usable only while no Local Client or grab is active.
 const int kIdleOnly[] = {kOk, kAll, kLocal, kSamePath, kDownPath, kAutoName, kUsePrefix, kCheckHeader, kTrailer};
 
-void FillVersions(HWND dialog) {
-    SendDlgItemMessageA(dialog, kVersion, CB_RESETCONTENT, 0, 0);
-    SendDlgItemMessageA(dialog, kVersion, CB_ADDSTRING, 0, (LPARAM) "HTTP 0.9");
-    SendDlgItemMessageA(dialog, kVersion, CB_ADDSTRING, 0, (LPARAM) "HTTP 1.0");
-    SendDlgItemMessageA(dialog, kVersion, CB_SETCURSEL, (WPARAM)pendingVersion, 0);
-}
-
 void ShowFields(HWND dialog) {
     const UrlSettings& u = Settings.Url;
     DlgPrintf(dialog, 0, kUrl, "%s", u.Url);
@@ -121,7 +114,7 @@ void ShowActivity(HWND dialog) {
 
 void Initialise(HWND dialog) {
     pendingVersion = Settings.Standard.Url == 1 ? 1 : 0;
-    FillVersions(dialog);
+    FillHttpVersions(dialog, kVersion, pendingVersion);
     ShowFields(dialog);
     ShowChoices(dialog);
     ShowActivity(dialog);
