@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/app.h"
 #include "channel/channel.h"
 #include "channel/dispatch.h"
 #include "channel/sockets.h"
@@ -9,7 +10,6 @@
 #include "platform/messages.h"
 #include "server/cgi.h"
 #include "settings/settings.h"
-#include "shell/shell.h"
 
 Channel Channels[kChannelCount];
 

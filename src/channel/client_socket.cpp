@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/crawl.h"
@@ -11,10 +14,7 @@
 #include "platform/files.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 char ClientOutputFile[200] = "";
 

@@ -8,6 +8,9 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/crawl.h"
@@ -16,10 +19,7 @@
 #include "platform/ui.h"
 #include "server/receive.h"
 #include "server/send.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

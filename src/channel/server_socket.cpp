@@ -3,18 +3,17 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "platform/files.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 SOCKET ServerSocket = INVALID_SOCKET;
-FILE* ServerLogFile = nullptr;
 
 namespace {
 
@@ -121,11 +120,23 @@ bool OpenSocket(HWND window, SOCKET* out, int protocol, uint16_t port) {
     return true;
 }
 
+// The server log: while it is open, Print copies every console line into it.
+namespace {
+FILE* serverLog = nullptr;
+}  // namespace
+
+void CloseServerLog() {
+    if (serverLog) fclose(serverLog);
+    serverLog = nullptr;
+    SetPrintLog(nullptr);
+}
+
 // The log file is opened before the test, so a second Open reopens it; the order is kept.
 bool OpenServer() {
     if (Settings.Server.ServerLog != 0) {
-        if (ServerLogFile) fclose(ServerLogFile);
-        ServerLogFile = FileOpen(Settings.Server.ServerLogFilename, "ab");
+        CloseServerLog();
+        serverLog = FileOpen(Settings.Server.ServerLogFilename, "ab");
+        SetPrintLog(serverLog);
     }
     if (ServerSocket != INVALID_SOCKET) {
         Print(MainWindow, "Server is already opened, please close the server first\n");
@@ -153,8 +164,7 @@ void CloseServer() {
     if (ServerSocket != INVALID_SOCKET) closesocket(ServerSocket);
     ServerSocket = INVALID_SOCKET;
     Print(MainWindow, "\nServer is closed\n");
-    if (ServerLogFile) fclose(ServerLogFile);
-    ServerLogFile = nullptr;
+    CloseServerLog();
     EnableMenuItem(GetMenu(MainWindow), IDM_SERVER, MF_ENABLED);
     EnableMenuItem(GetMenu(MainWindow), IDM_CLIENT, MF_ENABLED);
     EnableMenuItem(GetMenu(MainWindow), IDM_URL, MF_ENABLED);

@@ -9,7 +9,6 @@
 #include "platform/winsock.h"
 
 extern SOCKET ServerSocket;       // the listening socket; INVALID_SOCKET while the server is closed
-extern FILE* ServerLogFile;       // every console print goes here too while it is open
 extern char ClientOutputFile[200];  // the file that receives a Local Client's data
 
 int StartWinsock();
@@ -17,6 +16,8 @@ void CloseWS();
 bool OpenSocket(HWND window, SOCKET* out, int protocol, uint16_t port);
 bool OpenServer();
 void CloseServer();
+// Closes the server log file, if one is open; console lines are no longer copied.
+void CloseServerLog();
 void CloseAllClients();
 void ServerMsg(HWND window, WPARAM wParam, LPARAM lParam);
 bool CloseSocket(SOCKET* socket);

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 
@@ -56,6 +56,8 @@ void Refresh(HWND dialog) {
 }
 
 }  // namespace
+
+HWND StatisticsDialog = nullptr;
 
 const DialogTemplate kStatisticsTemplate = {
     "DIALOG_4",

@@ -5,5 +5,6 @@
 #include "platform/ui.h"
 
 extern const DialogTemplate kStatisticsTemplate;
+extern HWND StatisticsDialog;  // the modeless statistics window, created hidden at start-up
 
 INT_PTR StatisticsDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);

@@ -4,13 +4,13 @@
 // Every limit is tested as a 16-bit signed difference (idle time minus the setting), so an
 // idle time beyond 32767 s wraps; the program has always counted so.
 
+#include "base/app.h"
+#include "base/print.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
 #include "platform/messages.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

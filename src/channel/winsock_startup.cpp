@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
+#include "base/app.h"
 #include "channel/sockets.h"
 #include "platform/ui.h"
-#include "shell/shell.h"
 
 int StartWinsock() {
     WSADATA data;

@@ -11,6 +11,9 @@
 #include <cstring>
 #include <string>
 
+#include "base/app.h"
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
 #include "grabber/link_lists.h"
@@ -19,10 +22,7 @@
 #include "grabber/url.h"
 #include "platform/files.h"
 #include "platform/messages.h"
-#include "settings/dialog_fields.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 char SelectedUrl[kSelectedUrlSize] = "";
 

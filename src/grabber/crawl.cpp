@@ -16,6 +16,9 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
@@ -24,9 +27,6 @@
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
 
 int16_t ImageGrab = 0;
 int16_t Order = 0;

@@ -8,9 +8,9 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "grabber/tags.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

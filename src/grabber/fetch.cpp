@@ -10,6 +10,10 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/crawl.h"
@@ -18,11 +22,7 @@
 #include "grabber/url.h"
 #include "platform/files.h"
 #include "platform/messages.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
 
 FetchRecord TheFetch;
 int16_t GrabActive = 0;

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "grabber/fetch.h"
 #include "platform/files.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include <cstring>
 #include <new>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "grabber/fetch.h"
 #include "platform/files.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 LinkList PageList = {nullptr, nullptr, 0};
 LinkList ImageList = {nullptr, nullptr, 0};

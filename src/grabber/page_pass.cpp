@@ -2,13 +2,13 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
 #include "grabber/fetch.h"
 #include "grabber/rewrite.h"
 #include "platform/files.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
 
 void GrabFile(char* path, size_t size, const char* name) { PathJoin(path, size, Settings.Url.HomeDir, name); }
 

@@ -3,13 +3,13 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "grabber/fetch.h"
 #include "grabber/link_lists.h"
 #include "grabber/page_pass.h"
 #include "grabber/rewrite.h"
 #include "platform/files.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 
 #include <cstring>
 
+#include "base/textio.h"
 #include "grabber/fetch.h"
 #include "grabber/link_lists.h"
 #include "grabber/page_pass.h"
 #include "settings/settings.h"
-#include "shell/textio.h"
 
 namespace {
 

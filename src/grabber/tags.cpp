@@ -9,10 +9,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
 #include "platform/files.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
 
 TagTable UrlTags;
 TagTable MarkTags;

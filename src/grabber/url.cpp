@@ -11,10 +11,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
 
 namespace {
 

@@ -37,7 +37,7 @@ extern int16_t PingRetryNumber;
 extern int16_t PingAuto;
 extern int16_t ShowEcho;
 extern int16_t PingVisible;  // the ping dialog is shown; its fields are updated only then
-extern int16_t PingPage;
+
 extern int16_t PingListen;
 extern uint8_t IcmpType;
 extern uint16_t IcmpState;

@@ -5,9 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/print.h"
 #include "ping/icmp.h"
 #include "platform/ui.h"
-#include "shell/print.h"
+#include "settings/settings.h"
 
 namespace ping {
 
@@ -56,7 +57,7 @@ Target ResolveTarget(HWND window, const char* host, uint32_t* address) {
         return Target::Dotted;
     }
     IcmpType = kEchoRequest;
-    if (PingPage && host[0] == '$') {
+    if (Settings.Ping.Page && host[0] == '$') {
         IcmpType = kEchoReply;
         ++host;
     }
@@ -109,7 +110,7 @@ int16_t ConnectICMP(HWND window, const char* host, const char* data, int16_t dat
 
     char text[kBoxTextSize];
     if (address == 0 && target == Target::Dotted) {
-        if (!PingPage) {
+        if (!Settings.Ping.Page) {
             snprintf(text, sizeof text, "ConnectICMP, Nul address Error\n");
             FailConnect(window, text);
             return 0;

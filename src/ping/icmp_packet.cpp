@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "ping/icmp.h"
+#include "settings/settings.h"
 
 namespace ping {
 
@@ -28,7 +29,7 @@ void PutWordHighFirst(uint8_t* at, uint16_t word) {
 // acknowledgement.
 uint32_t MakeEchoTag(int16_t dataLength, uint32_t sequence) {
     uint32_t tag;
-    if (PingPage)
+    if (Settings.Ping.Page)
         tag = ((sequence & 0xFFF) << 20) | (((uint32_t)(uint16_t)dataLength & 0xFFF) << 4) | kPageTagMark;
     else
         tag = kNormalTagMark | (sequence & 0xFFFF);

@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "ping/icmp.h"
+#include "ping/ping_dialog.h"
 #include "platform/clock.h"
 #include "platform/ui.h"
-#include "server/timestamp.h"
-#include "shell/print.h"
-#include "shell/shell.h"
+#include "settings/settings.h"
 
 namespace ping {
 
@@ -44,7 +46,7 @@ enum class Match { Drop, Wait, Reply };
 Match MatchReply() {
     if (RxLength >= kIcmpHeaderSize) {
         uint32_t tag = GatheredTag();
-        if (PingPage) tag &= ~kAcknowledged;
+        if (Settings.Ping.Page) tag &= ~kAcknowledged;
         if (tag != LastTag || PingReceived + 1 > PingSent) {
             RxLength = 0;
             return Match::Drop;
@@ -85,7 +87,7 @@ void ShowReply(char* line, const char* verdict) {
     RxBuffer[IcmpLength] = 0;
     size_t used = strlen(line);
     uint32_t tag = GatheredTag();
-    if (ShowEcho && !PingPage)
+    if (ShowEcho && !Settings.Ping.Page)
         snprintf(line + used, kLineSize - used, " Checksum=%3s, Length=%02d, Seq=%05u", verdict, RxLength,
                  (unsigned)(int)(int16_t)(tag & 0xFFFF));
     else if (ShowEcho)
@@ -94,7 +96,7 @@ void ShowReply(char* line, const char* verdict) {
     DlgPrintf(PingDialog, kReplyField, 0, "%s", line);
     if (!ShowEcho)
         DlgPrintf(PingDialog, kMessageField, 0, "%s", "");
-    else if (!PingPage)
+    else if (!Settings.Ping.Page)
         DlgPrintf(PingDialog, kMessageField, 0, "Sent: %lu, Received: %lu, Lost: %02lu%s, Time_Average %04lu ms",
                   (unsigned long)PingSent, (unsigned long)PingReceived,
                   (unsigned long)(100u - (PingReceived * 100u) / PingSent), "%",

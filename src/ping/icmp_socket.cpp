@@ -5,13 +5,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/timestamp.h"
 #include "ping/icmp.h"
+#include "ping/ping_dialog.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "server/timestamp.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace ping {
 

@@ -11,7 +11,6 @@ int16_t PingRetryNumber = 10;
 int16_t PingAuto = 0;
 int16_t ShowEcho = 1;
 int16_t PingVisible = 1;
-int16_t PingPage = 0;
 int16_t PingListen = 0;
 uint8_t IcmpType = 8;
 uint16_t IcmpState = 0;

@@ -6,10 +6,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "ping/icmp.h"
+#include "ping/ping_dialog.h"
 #include "platform/messages.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace ping {
 

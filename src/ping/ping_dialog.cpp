@@ -7,10 +7,10 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
 #include "ping/icmp.h"
 #include "platform/messages.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 
@@ -105,6 +105,8 @@ BOOL Command(HWND dialog, int id) {
 }
 
 }  // namespace
+
+HWND PingDialog = nullptr;
 
 const DialogTemplate kPingDialogTemplate = {
     "DIALOG_8",

@@ -6,6 +6,7 @@
 #include "platform/ui.h"
 
 extern const DialogTemplate kPingDialogTemplate;
+extern HWND PingDialog;  // the modeless PING window, created hidden at start-up
 
 INT_PTR PingDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 

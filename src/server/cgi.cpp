@@ -9,13 +9,13 @@
 
 #include <cstring>
 
+#include "base/print.h"
+#include "base/textio.h"
 #include "channel/channel.h"
 #include "platform/files.h"
 #include "server/cgi_map.h"
 #include "server/request.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/textio.h"
 
 static_assert(kCgiMapLineLimit <= kPathSize, "a map line is read into the channel's SendPath");
 

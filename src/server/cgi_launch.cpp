@@ -5,13 +5,13 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/print.h"
 #include "channel/channel.h"
 #include "platform/files.h"
 #include "platform/process.h"
 #include "server/cgi.h"
 #include "server/request.h"
 #include "settings/settings.h"
-#include "shell/print.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "shell/print.h"
-#include "shell/textio.h"
+#include "base/print.h"
+#include "base/textio.h"
 
 namespace {
 

@@ -8,16 +8,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/print.h"
+#include "base/textio.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
 #include "platform/files.h"
-#include "settings/settings.h"
 #include "server/request.h"
 #include "server/send.h"
-#include "shell/print.h"
-#include "shell/shell.h"
-#include "shell/textio.h"
+#include "settings/settings.h"
 
 namespace {
 

@@ -10,14 +10,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/print.h"
+#include "base/textio.h"
 #include "platform/files.h"
 #include "server/cgi.h"
 #include "server/mailbox.h"
 #include "server/send.h"
 #include "server/target.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/textio.h"
 
 char SendPath[kChannelCount][kPathSize];
 char CgiCommand[kChannelCount][kPathSize];

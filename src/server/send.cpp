@@ -9,13 +9,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/print.h"
+#include "base/textio.h"
 #include "channel/channel.h"
 #include "platform/files.h"
 #include "server/cgi.h"
 #include "server/request.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/textio.h"
 
 namespace {
 

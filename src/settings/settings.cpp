@@ -12,9 +12,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ping/icmp.h"
+#include "base/textio.h"
 #include "platform/profile.h"
-#include "shell/textio.h"
 
 SettingsRecord Settings;
 
@@ -109,7 +108,7 @@ void LoadUrl() {
 void LoadPing() {
     char page[kShortTextLimit];
     GetPrivateProfileStringA("Ping", "Page", "no", page, sizeof page, kSettingsFile);
-    if (strcmp(page, "yes") == 0) ping::PingPage = 1;
+    if (strcmp(page, "yes") == 0) Settings.Ping.Page = 1;
 }
 
 void LoadOthers() {

@@ -87,6 +87,10 @@ struct StandardSettings {
     int16_t Url = 0;     // 1: HTTP 1.0 requests, else HTTP 0.9
 };
 
+struct PingSettings {
+    int16_t Page = 0;  // "yes": page mode, messages carried in echo packets
+};
+
 struct SettingsRecord {
     ServerSettings Server;
     ClientSettings Client;
@@ -94,6 +98,7 @@ struct SettingsRecord {
     UrlBrowserSettings UrlBrowser;
     CgiSettings CGI;
     StandardSettings Standard;
+    PingSettings Ping;
 };
 
 extern SettingsRecord Settings;

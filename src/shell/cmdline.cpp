@@ -3,15 +3,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/print.h"
+#include "base/textio.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
 #include "platform/messages.h"
 #include "settings/settings.h"
-#include "shell/print.h"
 #include "shell/shell.h"
-#include "shell/textio.h"
 
 namespace {
 

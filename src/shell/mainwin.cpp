@@ -4,15 +4,17 @@
 
 #include <cstdio>
 
+#include "base/print.h"
 #include "channel/channel.h"
 #include "channel/dispatch.h"
 #include "channel/sockets.h"
+#include "channel/statistics.h"
+#include "dialogs/dialogs.h"
 #include "ping/icmp.h"
-#include "settings/dialogs.h"
+#include "ping/ping_dialog.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/console.h"
-#include "shell/print.h"
 #include "shell/shell.h"
 #include "shell/view.h"
 

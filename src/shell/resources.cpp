@@ -2,10 +2,10 @@
 // platform before WinMain runs.
 
 #include "channel/statistics.h"
+#include "dialogs/dialogs.h"
 #include "grabber/browser.h"
 #include "ping/ping_dialog.h"
 #include "platform/ui.h"
-#include "settings/dialogs.h"
 #include "shell/shell.h"
 
 namespace {

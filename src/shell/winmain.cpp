@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/print.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "channel/statistics.h"
@@ -14,14 +15,8 @@
 #include "settings/settings.h"
 #include "shell/cmdline.h"
 #include "shell/console.h"
-#include "shell/print.h"
 #include "shell/shell.h"
 
-HINSTANCE hInst = nullptr;
-HWND MainWindow = nullptr;
-HWND StatisticsDialog = nullptr;
-HWND PingDialog = nullptr;
-int16_t BatchMode = 0;
 int16_t ShowCommand = SW_SHOWMINNOACTIVE;
 uint32_t LastSize = 0;
 DLGPROC DialogProcedures[6] = {};

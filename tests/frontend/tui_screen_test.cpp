@@ -7,14 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "base/print.h"
 #include "channel/statistics.h"
 #include "frontend/tui/input.h"
 #include "frontend/tui/screen.h"
 #include "frontend/tui/text.h"
+#include "ping/ping_dialog.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/console.h"
-#include "shell/print.h"
 #include "shell/shell.h"
 #include "support/shell_fixture.h"
 

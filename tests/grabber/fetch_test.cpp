@@ -6,14 +6,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/textio.h"
+#include "base/timestamp.h"
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
 #include "grabber/grab_fixture.h"
-#include "server/timestamp.h"
 #include "settings/settings.h"
 #include "shell/shell.h"
-#include "shell/textio.h"
 #include "support/temp_dir.h"
 
 namespace {

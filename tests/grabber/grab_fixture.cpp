@@ -2,12 +2,12 @@
 
 #include <cstring>
 
+#include "base/textio.h"
 #include "grabber/crawl.h"
 #include "grabber/fetch.h"
 #include "grabber/link_lists.h"
 #include "grabber/tags.h"
 #include "settings/settings.h"
-#include "shell/textio.h"
 
 namespace grab_testing {
 

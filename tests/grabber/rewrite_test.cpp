@@ -6,12 +6,12 @@
 #include <cstring>
 #include <string>
 
+#include "base/textio.h"
 #include "grabber/fetch.h"
 #include "grabber/grab_fixture.h"
 #include "grabber/link_lists.h"
 #include "grabber/rewrite.h"
 #include "settings/settings.h"
-#include "shell/textio.h"
 #include "support/temp_dir.h"
 
 namespace {

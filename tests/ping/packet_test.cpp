@@ -7,6 +7,7 @@
 
 #include "ping/icmp.h"
 #include "ping/ping_fixture.h"
+#include "settings/settings.h"
 #include "support/posix_peer.h"
 
 namespace {
@@ -37,7 +38,7 @@ TEST_F(EchoPacket, TheWorkedPacketsComeOutByteForByte) {
                                         0x00, 0x00, 0x00}));
     EXPECT_EQ(ping::LastTag, 0xC0C00001u);
 
-    ping::PingPage = 1;
+    Settings.Ping.Page = 1;
     EXPECT_EQ(Build("hello", 7), (Bytes{0x08, 0x00, 0xE8, 0x2C, 0x5C, 0x00, 0x70, 0x00, 0x68, 0x65, 0x6C, 0x6C, 0x6F,
                                         0x00, 0x00, 0x00}));
     EXPECT_EQ(ping::LastTag, 0x0070005Cu);
@@ -60,7 +61,7 @@ TEST_F(EchoPacket, TheStandardInternetChecksumOfEveryPacketVerifies) {
     for (int length = 0; length < ping::kPingTextSize; ++length) {
         for (uint8_t type : {uint8_t(8), uint8_t(0)}) {
             for (int16_t page : {int16_t(0), int16_t(1)}) {
-                ping::PingPage = page;
+                Settings.Ping.Page = page;
                 Bytes packet = Build(data.c_str(), (uint32_t)(length * 977 + 0xFFF0), type);
                 ASSERT_EQ(peer::InternetChecksum(packet), 0) << "length " << length << " type " << (int)type;
             }
@@ -93,7 +94,7 @@ TEST_F(EchoPacket, TagLayouts) {
     EXPECT_EQ(Bytes(buffer + 4, buffer + 8), (Bytes{0x45, 0x23, 0xC0, 0xC0}));
 
     // Page mode: 12 bits of sequence, 12 bits of length, then 0xC; bit 0 is left clear.
-    ping::PingPage = 1;
+    Settings.Ping.Page = 1;
     EXPECT_EQ(ping::MakeEchoTag(0x1005, 0x1234), 0x2340005Cu);
     EXPECT_EQ(ping::MakeEchoTag(79, 4095), 0xFFF004FCu);
     EXPECT_EQ(ping::MakeEchoTag(0, 4096), 0x0000000Cu) << "the sequence wraps at 12 bits";

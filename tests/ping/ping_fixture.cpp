@@ -4,12 +4,13 @@
 
 #include <cstring>
 
+#include "base/timestamp.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "server/timestamp.h"
+#include "settings/settings.h"
 #include "shell/shell.h"
 
 namespace ping_testing {
@@ -25,7 +26,7 @@ void ResetPingState() {
     PingAuto = 0;
     ShowEcho = 1;
     PingVisible = 1;
-    PingPage = 0;
+    Settings.Ping.Page = 0;
     PingListen = 0;
     IcmpType = 8;
     IcmpState = 0;

@@ -7,9 +7,11 @@
 #include <cstring>
 
 #include "ping/icmp.h"
+#include "ping/ping_dialog.h"
 #include "ping/ping_fixture.h"
 #include "platform/clock.h"
 #include "platform/ui.h"
+#include "settings/settings.h"
 #include "shell/shell.h"
 
 namespace {
@@ -213,7 +215,7 @@ protected:
     void SetUp() override {
         PingTest::SetUp();
         ASSERT_TRUE(UseFakeSocket());
-        ping::PingPage = 1;
+        Settings.Ping.Page = 1;
         ping::PingListen = 1;
         ping::IcmpState = ping::TargetSet;
     }

@@ -7,6 +7,7 @@
 
 #include "ping/icmp.h"
 #include "ping/ping_fixture.h"
+#include "settings/settings.h"
 #include "shell/shell.h"
 
 namespace {
@@ -137,7 +138,7 @@ TEST_F(Tick, ASendWithAnUnexpectedStateIsReportedAndMadeAnyway) {
 }
 
 TEST_F(Tick, TheTickPollsTheSocketOfAListener) {
-    ping::PingPage = 1;
+    Settings.Ping.Page = 1;
     ping::PingListen = 1;
     ping::IcmpState = ping::TargetSet;
     PeerSends(Bytes{8, 0, 0, 0, 0x2C, 0, 0, 0, 'h', 'i', 0, 0});

@@ -12,13 +12,13 @@
 #include <string>
 #include <sys/stat.h>
 
+#include "base/textio.h"
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "server/request.h"
 #include "server/send.h"
 #include "settings/settings.h"
 #include "shell/shell.h"
-#include "shell/textio.h"
 #include "support/shell_fixture.h"
 #include "support/temp_dir.h"
 

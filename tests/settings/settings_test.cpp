@@ -45,7 +45,7 @@ TEST_F(SettingsFile, WithoutAFileEveryFieldHasItsDefault) {
     EXPECT_STREQ(Settings.UrlBrowser.Book, "\\korvel\\kvbook.htm");
     EXPECT_EQ(Settings.Url.MaxURL, 127);
     EXPECT_EQ(Settings.CGI.CGISynchro, 1);
-    EXPECT_EQ(ping::PingPage, 0);
+    EXPECT_EQ(Settings.Ping.Page, 0);
 }
 
 TEST_F(SettingsFile, NumbersAreStoredInSixteenBitsWithoutRangeChecks) {
@@ -81,9 +81,9 @@ TEST_F(SettingsFile, ServerModeIsHexadecimalAndUrlModeDecimal) {
 
 TEST_F(SettingsFile, PageModeNeedsExactlyLowerCaseYes) {
     Load("[Ping]\nPage=Yes\n");
-    EXPECT_EQ(ping::PingPage, 0);
+    EXPECT_EQ(Settings.Ping.Page, 0);
     Load("[Ping]\nPage=yes\n");
-    EXPECT_EQ(ping::PingPage, 1);
+    EXPECT_EQ(Settings.Ping.Page, 1);
 }
 
 TEST_F(SettingsFile, TheCgiSynchronisationIsReadFromOneKeyAndWrittenToAnother) {

@@ -5,9 +5,9 @@
 
 #include <string>
 
+#include "base/print.h"
 #include "platform/messages.h"
 #include "shell/console.h"
-#include "shell/print.h"
 #include "shell/shell.h"
 #include "support/shell_fixture.h"
 

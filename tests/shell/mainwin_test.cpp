@@ -5,6 +5,7 @@
 
 #include "channel/channel.h"
 #include "channel/statistics.h"
+#include "ping/ping_dialog.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"

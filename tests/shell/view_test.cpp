@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "base/print.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/console.h"
-#include "shell/print.h"
 #include "shell/shell.h"
 #include "shell/view.h"
 #include "support/shell_fixture.h"

@@ -1,3 +1,5 @@
+#include "channel/statistics.h"
+#include "ping/ping_dialog.h"
 #include "support/shell_fixture.h"
 
 #include <cstring>
@@ -39,12 +41,11 @@ void ResetProgramState() {
     InitChannels();
     for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
     ServerSocket = INVALID_SOCKET;
-    if (ServerLogFile) fclose(ServerLogFile);
-    ServerLogFile = nullptr;
+    CloseServerLog();
     ClientOutputFile[0] = '\0';
     ping::IcmpSocket = INVALID_SOCKET;
     ping::PingVisible = 1;
-    ping::PingPage = 0;
+    Settings.Ping.Page = 0;
     ping::PingAuto = 0;
     ping::ShowEcho = 1;
     ping::PingHost[0] = '\0';

@@ -1,6 +1,6 @@
-#include "settings/dialog_fields.h"
+#include "base/dialog_fields.h"
 
-#include "shell/print.h"
+#include "base/print.h"
 
 bool ScanSigned(HWND dialog, int id, int16_t& value) {
     short scanned;

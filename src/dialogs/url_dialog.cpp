@@ -5,15 +5,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/app.h"
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/sockets.h"
+#include "dialogs/dialogs.h"
 #include "grabber/browser.h"
 #include "grabber/fetch.h"
 #include "platform/messages.h"
-#include "settings/dialog_fields.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

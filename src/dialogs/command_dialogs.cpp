@@ -3,14 +3,14 @@
 
 #include <cstring>
 
+#include "base/app.h"
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/channel.h"
+#include "dialogs/dialogs.h"
 #include "platform/messages.h"
 #include "server/send.h"
-#include "settings/dialog_fields.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

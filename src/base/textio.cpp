@@ -1,4 +1,4 @@
-#include "shell/textio.h"
+#include "base/textio.h"
 
 int16_t ReadLine(FILE* file, char* buffer, int16_t max) {
     int16_t count = 0;

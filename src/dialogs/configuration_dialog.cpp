@@ -1,11 +1,11 @@
 // The Configuration dialog ("DIALOG_1"): the channel limits and the behaviour flags.
 
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/sockets.h"
+#include "dialogs/dialogs.h"
 #include "platform/messages.h"
-#include "settings/dialog_fields.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
-#include "shell/print.h"
 
 namespace {
 

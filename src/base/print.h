@@ -3,15 +3,19 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 #include "platform/wintypes.h"
 
 // Formats like printf (at most 999 characters), sends each character to the console through
-// MSG_PUTCHAR, and copies them to the server log file when it is open. Returns the formatted
-// length.
+// MSG_PUTCHAR, and copies them to the log sink when one is set. Returns the formatted length.
 int16_t Print(HWND window, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Replaces the whole text of dialog item base + offset with the formatted text.
+// The file that receives a copy of everything printed (the server log while the server keeps
+// one), or null for none. Its owner opens and closes it.
+void SetPrintLog(FILE* file);
+
 int16_t DlgPrintf(HWND dialog, int base, int offset, const char* format, ...) __attribute__((format(printf, 4, 5)));
 
 // Scans the text of dialog item base + offset (at most 999 characters) with format into out.

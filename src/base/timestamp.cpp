@@ -1,4 +1,4 @@
-#include "server/timestamp.h"
+#include "base/timestamp.h"
 
 #include <cstdio>
 

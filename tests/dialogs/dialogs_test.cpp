@@ -7,10 +7,10 @@
 
 #include "channel/channel.h"
 #include "channel/sockets.h"
+#include "dialogs/dialogs.h"
 #include "grabber/link_lists.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
 #include "shell/shell.h"
 #include "support/shell_fixture.h"

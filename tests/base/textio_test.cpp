@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "shell/textio.h"
+#include "base/textio.h"
 
 namespace {
 

@@ -1,14 +1,13 @@
-#include "shell/print.h"
+#include "base/print.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
-#include "channel/sockets.h"
+#include "base/app.h"
 #include "platform/frontend.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "shell/shell.h"
 
 namespace {
 
@@ -24,7 +23,11 @@ int Format(char (&buffer)[kFormatBuffer], const char* format, va_list args) {
     return length < kFormatBuffer ? length : kFormatBuffer - 1;
 }
 
+FILE* logSink = nullptr;
+
 }  // namespace
+
+void SetPrintLog(FILE* file) { logSink = file; }
 
 int16_t Print(HWND window, const char* format, ...) {
     char buffer[kFormatBuffer];
@@ -36,7 +39,7 @@ int16_t Print(HWND window, const char* format, ...) {
     for (; sent < length && buffer[sent] != '\0'; ++sent)
         SendMessageA(window, MSG_PUTCHAR, (unsigned char)buffer[sent], 1);
     platform::TheFrontEnd().Printed(buffer, (size_t)sent);
-    if (ServerLogFile) fwrite(buffer, 1, (size_t)sent, ServerLogFile);
+    if (logSink) fwrite(buffer, 1, (size_t)sent, logSink);
     return (int16_t)length;
 }
 

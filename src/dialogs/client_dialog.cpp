@@ -2,13 +2,13 @@
 // received data shows on the console and goes to its log file, and to which typed keys and
 // edited commands are sent.
 
+#include "base/app.h"
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/sockets.h"
+#include "dialogs/dialogs.h"
 #include "platform/messages.h"
-#include "settings/dialog_fields.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
-#include "shell/print.h"
-#include "shell/shell.h"
 
 namespace {
 

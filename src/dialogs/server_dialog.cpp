@@ -2,12 +2,12 @@
 // configuration model radio buttons store their preset at once and reload every field, so
 // text typed before such a click is lost.
 
+#include "base/dialog_fields.h"
+#include "base/print.h"
 #include "channel/sockets.h"
+#include "dialogs/dialogs.h"
 #include "platform/messages.h"
-#include "settings/dialog_fields.h"
-#include "settings/dialogs.h"
 #include "settings/settings.h"
-#include "shell/print.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/textio.h"
 #include "platform/ui.h"
-#include "shell/textio.h"
 
 // Scans edit `id` with "%hd"; true when a value was converted.
 bool ScanSigned(HWND dialog, int id, int16_t& value);
