@@ -29,32 +29,39 @@ constexpr int kReplyField = 125;
 constexpr int kMessageField = 126;
 constexpr int kRetriesField = 127;
 
-extern SOCKET IcmpSocket;
-extern char PingHost[kPingTextSize];
-extern char PingData[kPingTextSize];
-extern int16_t PingTimeout;
-extern int16_t PingRetryNumber;
-extern int16_t PingAuto;
-extern int16_t ShowEcho;
-extern int16_t PingVisible;  // the ping dialog is shown; its fields are updated only then
+// The one ping run of the program: what the user asked for (host, data, limits, modes) and
+// the engine's state between the tick, the sends and the replies.
+struct PingRun {
+    // What the user asked for.
+    SOCKET IcmpSocket = INVALID_SOCKET;
+    char PingHost[kPingTextSize] = "";
+    char PingData[kPingTextSize] = "";
+    int16_t PingTimeout = 5;
+    int16_t PingRetryNumber = 10;
+    int16_t PingAuto = 0;
+    int16_t ShowEcho = 1;
+    int16_t PingVisible = 1;  // the ping dialog is shown; its fields are updated only then
+    // The engine's state.
+    int16_t PingListen = 0;
+    uint8_t IcmpType = 8;
+    uint16_t IcmpState = 0;
+    uint32_t PingSequence = 0;
+    uint32_t LastTag = 0;
+    int16_t IcmpLength = 0;
+    uint8_t RxBuffer[kIcmpRxBufferSize] = {};
+    int16_t RxLength = 0;
+    uint32_t PingSent = 0;
+    uint32_t PingReceived = 0;
+    uint32_t PingTotalTime = 0;
+    uint32_t SendTime = 0;
+    int16_t WaitedSeconds = 0;
+    int16_t RetriesLeft = 0;
+    int16_t PingAlive = 0;
+    int16_t TitleBlink = 0;
+    SOCKADDR_IN TargetAddress = {};
+};
 
-extern int16_t PingListen;
-extern uint8_t IcmpType;
-extern uint16_t IcmpState;
-extern uint32_t PingSequence;
-extern uint32_t LastTag;
-extern int16_t IcmpLength;
-extern uint8_t RxBuffer[kIcmpRxBufferSize];
-extern int16_t RxLength;
-extern uint32_t PingSent;
-extern uint32_t PingReceived;
-extern uint32_t PingTotalTime;
-extern uint32_t SendTime;
-extern int16_t WaitedSeconds;
-extern int16_t RetriesLeft;
-extern int16_t PingAlive;
-extern int16_t TitleBlink;
-extern SOCKADDR_IN TargetAddress;
+extern PingRun Run;
 
 int16_t OpenICMP(HWND window, SOCKET* socket);
 int16_t CloseICMP();

@@ -20,7 +20,7 @@ constexpr uint8_t kEchoReply = 0;
 
 // A failure after the socket was opened: the run is over and the user is told in a box.
 void FailConnect(HWND window, const char* text) {
-    PingAuto = 0;
+    Run.PingAuto = 0;
     CloseICMP();
     MessageBoxA(window, text, "korvel", MB_OK);
 }
@@ -49,16 +49,16 @@ bool LookUpName(const char* name, uint32_t* address) {
 // that resolves to 0.0.0.0 is pinged like any other).
 enum class Target { Unknown, Name, Dotted };
 
-// Resolves host (a name, else a dotted address) into *address and sets IcmpType; says so on
+// Resolves host (a name, else a dotted address) into *address and sets Run.IcmpType; says so on
 // the console when neither works.
 Target ResolveTarget(HWND window, const char* host, uint32_t* address) {
     if (strcmp(host, "0.0.0.0") == 0) {
         *address = 0;
         return Target::Dotted;
     }
-    IcmpType = kEchoRequest;
+    Run.IcmpType = kEchoRequest;
     if (Settings.Ping.Page && host[0] == '$') {
-        IcmpType = kEchoReply;
+        Run.IcmpType = kEchoReply;
         ++host;
     }
     if (LookUpName(host, address)) return Target::Name;
@@ -95,18 +95,18 @@ int16_t DottedAddress(const char* text, uint8_t address[4]) {
 }
 
 int16_t ConnectICMP(HWND window, const char* host, const char* data, int16_t dataLength) {
-    if (IcmpSocket == INVALID_SOCKET) return 0;
+    if (Run.IcmpSocket == INVALID_SOCKET) return 0;
     uint32_t address = 0;
     Target target = ResolveTarget(window, host, &address);
     if (target == Target::Unknown) {
-        PingAuto = 0;
+        Run.PingAuto = 0;
         CloseICMP();
         return 0;
     }
-    memset(&TargetAddress, 0, sizeof TargetAddress);
-    TargetAddress.sin_family = AF_INET;
-    TargetAddress.sin_port = htons(0);
-    TargetAddress.sin_addr.S_addr = address;
+    memset(&Run.TargetAddress, 0, sizeof Run.TargetAddress);
+    Run.TargetAddress.sin_family = AF_INET;
+    Run.TargetAddress.sin_port = htons(0);
+    Run.TargetAddress.sin_addr.S_addr = address;
 
     char text[kBoxTextSize];
     if (address == 0 && target == Target::Dotted) {
@@ -115,22 +115,22 @@ int16_t ConnectICMP(HWND window, const char* host, const char* data, int16_t dat
             FailConnect(window, text);
             return 0;
         }
-        PingListen = 1;
-        IcmpLength = 0;
-        PingAuto = 0;
+        Run.PingListen = 1;
+        Run.IcmpLength = 0;
+        Run.PingAuto = 0;
     }
 
-    const auto* to = (const SOCKADDR*)&TargetAddress;
-    int result = PingListen ? bind(IcmpSocket, to, sizeof TargetAddress) : connect(IcmpSocket, to, sizeof TargetAddress);
-    IcmpState |= TargetSet;
+    const auto* to = (const SOCKADDR*)&Run.TargetAddress;
+    int result = Run.PingListen ? bind(Run.IcmpSocket, to, sizeof Run.TargetAddress) : connect(Run.IcmpSocket, to, sizeof Run.TargetAddress);
+    Run.IcmpState |= TargetSet;
     if (result == SOCKET_ERROR && WSAGetLastError() != WSAEWOULDBLOCK) {
         snprintf(text, sizeof text, "ConnectICMP, Connect Error %d\n", WSAGetLastError());
         FailConnect(window, text);
         return 0;
     }
-    if (PingListen) return 1;
-    uint32_t sequence = PingSequence++;
-    return SENDICMP(window, data, dataLength, MakeEchoTag(dataLength, sequence), IcmpType, TargetAddress);
+    if (Run.PingListen) return 1;
+    uint32_t sequence = Run.PingSequence++;
+    return SENDICMP(window, data, dataLength, MakeEchoTag(dataLength, sequence), Run.IcmpType, Run.TargetAddress);
 }
 
 }  // namespace ping

@@ -33,7 +33,7 @@ uint32_t MakeEchoTag(int16_t dataLength, uint32_t sequence) {
         tag = ((sequence & 0xFFF) << 20) | (((uint32_t)(uint16_t)dataLength & 0xFFF) << 4) | kPageTagMark;
     else
         tag = kNormalTagMark | (sequence & 0xFFFF);
-    LastTag = tag;
+    Run.LastTag = tag;
     return tag;
 }
 

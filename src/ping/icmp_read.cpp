@@ -1,4 +1,4 @@
-// Reading the ICMP socket: one datagram per call, gathered in RxBuffer until the awaited reply
+// Reading the ICMP socket: one datagram per call, gathered in Run.RxBuffer until the awaited reply
 // is complete. A reply is matched on its tag word and counted, timed, and shown in the PING
 // dialog. A listener instead prints every message it receives and acknowledges echo replies by
 // sending them back with bit 0 of the tag set.
@@ -28,15 +28,15 @@ uint32_t TagOf(const uint8_t* packet) {
 }
 
 // The tag of what was gathered; a datagram too short to carry one counts as 0.
-uint32_t GatheredTag() { return RxLength >= kIcmpHeaderSize ? TagOf(RxBuffer) : 0; }
+uint32_t GatheredTag() { return Run.RxLength >= kIcmpHeaderSize ? TagOf(Run.RxBuffer) : 0; }
 
-// Appends a datagram to RxBuffer, as much as fits, and ends it with a NUL.
+// Appends a datagram to Run.RxBuffer, as much as fits, and ends it with a NUL.
 void Gather(const uint8_t* datagram, int length) {
-    int start = std::clamp<int>(RxLength, 0, kIcmpRxBufferSize - 1);
+    int start = std::clamp<int>(Run.RxLength, 0, kIcmpRxBufferSize - 1);
     int taken = std::min(length, kIcmpRxBufferSize - 1 - start);
-    memcpy(RxBuffer + start, datagram, (size_t)taken);
-    RxLength = (int16_t)(start + taken);
-    RxBuffer[start + taken] = 0;
+    memcpy(Run.RxBuffer + start, datagram, (size_t)taken);
+    Run.RxLength = (int16_t)(start + taken);
+    Run.RxBuffer[start + taken] = 0;
 }
 
 enum class Match { Drop, Wait, Reply };
@@ -44,29 +44,29 @@ enum class Match { Drop, Wait, Reply };
 // The awaited reply carries the last echo's tag (in page mode perhaps acknowledged), and no
 // echo is answered twice. One that comes in pieces is waited for.
 Match MatchReply() {
-    if (RxLength >= kIcmpHeaderSize) {
+    if (Run.RxLength >= kIcmpHeaderSize) {
         uint32_t tag = GatheredTag();
         if (Settings.Ping.Page) tag &= ~kAcknowledged;
-        if (tag != LastTag || PingReceived + 1 > PingSent) {
-            RxLength = 0;
+        if (tag != Run.LastTag || Run.PingReceived + 1 > Run.PingSent) {
+            Run.RxLength = 0;
             return Match::Drop;
         }
     }
-    return RxLength < IcmpLength || RxLength < kIcmpHeaderSize ? Match::Wait : Match::Reply;
+    return Run.RxLength < Run.IcmpLength || Run.RxLength < kIcmpHeaderSize ? Match::Wait : Match::Reply;
 }
 
 // Milliseconds since the send. A clock that wrapped in between is answered by negating the
 // send time, which is how the round trip was always computed; the result is then now + send.
 uint32_t RoundTrip() {
     uint32_t now = timeGetTime();
-    if (now < SendTime) SendTime = 0u - SendTime;
-    return now - SendTime;
+    if (now < Run.SendTime) Run.SendTime = 0u - Run.SendTime;
+    return now - Run.SendTime;
 }
 
 const char* ChecksumVerdict() {
-    if (RxLength < kIcmpHeaderSize) return "NOK";
-    uint16_t carried = (uint16_t)(RxBuffer[2] << 8 | RxBuffer[3]);
-    return carried == IcmpChecksum(RxBuffer, PingListen ? RxLength : IcmpLength) ? "OK" : "NOK";
+    if (Run.RxLength < kIcmpHeaderSize) return "NOK";
+    uint16_t carried = (uint16_t)(Run.RxBuffer[2] << 8 | Run.RxBuffer[3]);
+    return carried == IcmpChecksum(Run.RxBuffer, Run.PingListen ? Run.RxLength : Run.IcmpLength) ? "OK" : "NOK";
 }
 
 // A listener prints who sent a message and the message, as long as its length says.
@@ -75,8 +75,8 @@ void PrintMessage(HWND window, const uint8_t* sender) {
     TimeStamp(CurrentTime(), stamp);
     Print(window, "%s, from  %u.%u.%u.%u\n", stamp, sender[0], sender[1], sender[2], sender[3]);
     char message[kIcmpRxBufferSize];
-    int length = std::min<int>(std::max(RxLength - kIcmpHeaderSize, 0), (int)((GatheredTag() & 0xFFFF) >> 4));
-    memcpy(message, RxBuffer + kIcmpHeaderSize, (size_t)length);
+    int length = std::min<int>(std::max(Run.RxLength - kIcmpHeaderSize, 0), (int)((GatheredTag() & 0xFFFF) >> 4));
+    memcpy(message, Run.RxBuffer + kIcmpHeaderSize, (size_t)length);
     message[length] = '\0';
     Print(window, "%s\n", message);
 }
@@ -84,81 +84,81 @@ void PrintMessage(HWND window, const uint8_t* sender) {
 // The sender shows the reply line and, with Show Echo, the statistics (normal mode) or the
 // text that came back (page mode).
 void ShowReply(char* line, const char* verdict) {
-    RxBuffer[IcmpLength] = 0;
+    Run.RxBuffer[Run.IcmpLength] = 0;
     size_t used = strlen(line);
     uint32_t tag = GatheredTag();
-    if (ShowEcho && !Settings.Ping.Page)
-        snprintf(line + used, kLineSize - used, " Checksum=%3s, Length=%02d, Seq=%05u", verdict, RxLength,
+    if (Run.ShowEcho && !Settings.Ping.Page)
+        snprintf(line + used, kLineSize - used, " Checksum=%3s, Length=%02d, Seq=%05u", verdict, Run.RxLength,
                  (unsigned)(int)(int16_t)(tag & 0xFFFF));
-    else if (ShowEcho)
-        snprintf(line + used, kLineSize - used, "check=%3s length=%02d, seq=%8.8lx", verdict, RxLength,
+    else if (Run.ShowEcho)
+        snprintf(line + used, kLineSize - used, "check=%3s length=%02d, seq=%8.8lx", verdict, Run.RxLength,
                  (unsigned long)tag);
     DlgPrintf(PingDialog, kReplyField, 0, "%s", line);
-    if (!ShowEcho)
+    if (!Run.ShowEcho)
         DlgPrintf(PingDialog, kMessageField, 0, "%s", "");
     else if (!Settings.Ping.Page)
         DlgPrintf(PingDialog, kMessageField, 0, "Sent: %lu, Received: %lu, Lost: %02lu%s, Time_Average %04lu ms",
-                  (unsigned long)PingSent, (unsigned long)PingReceived,
-                  (unsigned long)(100u - (PingReceived * 100u) / PingSent), "%",
-                  (unsigned long)(PingTotalTime / PingReceived));
+                  (unsigned long)Run.PingSent, (unsigned long)Run.PingReceived,
+                  (unsigned long)(100u - (Run.PingReceived * 100u) / Run.PingSent), "%",
+                  (unsigned long)(Run.PingTotalTime / Run.PingReceived));
     else
-        DlgPrintf(PingDialog, kMessageField, 0, "%s", (const char*)RxBuffer + kIcmpHeaderSize);
+        DlgPrintf(PingDialog, kMessageField, 0, "%s", (const char*)Run.RxBuffer + kIcmpHeaderSize);
 }
 
 // An echo reply is sent back to where it came from with bit 0 of its tag set, once.
 void Acknowledge(const SOCKADDR_IN& sender) {
-    if (RxLength >= kIcmpHeaderSize && RxBuffer[0] == 0 && !(GatheredTag() & kAcknowledged)) {
-        RxBuffer[4] |= kAcknowledged;
-        uint16_t sum = IcmpChecksum(RxBuffer, RxLength);
-        RxBuffer[2] = (uint8_t)(sum >> 8);
-        RxBuffer[3] = (uint8_t)sum;
-        sendto(IcmpSocket, (const char*)RxBuffer, RxLength, 0, (const SOCKADDR*)&sender, sizeof sender);
+    if (Run.RxLength >= kIcmpHeaderSize && Run.RxBuffer[0] == 0 && !(GatheredTag() & kAcknowledged)) {
+        Run.RxBuffer[4] |= kAcknowledged;
+        uint16_t sum = IcmpChecksum(Run.RxBuffer, Run.RxLength);
+        Run.RxBuffer[2] = (uint8_t)(sum >> 8);
+        Run.RxBuffer[3] = (uint8_t)sum;
+        sendto(Run.IcmpSocket, (const char*)Run.RxBuffer, Run.RxLength, 0, (const SOCKADDR*)&sender, sizeof sender);
     }
-    RxLength = 0;
+    Run.RxLength = 0;
 }
 
 }  // namespace
 
 int16_t ICMPRead(HWND window) {
-    if (IcmpSocket == INVALID_SOCKET) return 0;
+    if (Run.IcmpSocket == INVALID_SOCKET) return 0;
     uint8_t datagram[kIcmpReadSize];
     SOCKADDR_IN sender{};
     int senderLength = sizeof sender;
-    int received = recvfrom(IcmpSocket, (char*)datagram, kIcmpReadSize, 0, (SOCKADDR*)&sender, &senderLength);
+    int received = recvfrom(Run.IcmpSocket, (char*)datagram, kIcmpReadSize, 0, (SOCKADDR*)&sender, &senderLength);
     if (received == SOCKET_ERROR) {
         int error = WSAGetLastError();
-        if (error != WSAEWOULDBLOCK && !PingListen) {
+        if (error != WSAEWOULDBLOCK && !Run.PingListen) {
             CloseICMP();
             Print(window, "\nICMPRead, socket error [WSA_%d]\n", error);
         }
         return 0;
     }
     if (received <= 0) return 0;
-    if (!PingListen && !(IcmpState & RequestPending)) {
-        RxLength = 0;
+    if (!Run.PingListen && !(Run.IcmpState & RequestPending)) {
+        Run.RxLength = 0;
         return 0;
     }
     Gather(datagram, received);
-    if (!PingListen && MatchReply() != Match::Reply) return 0;
+    if (!Run.PingListen && MatchReply() != Match::Reply) return 0;
 
     uint32_t roundTrip = RoundTrip();
-    ++PingReceived;
-    PingTotalTime += roundTrip;
+    ++Run.PingReceived;
+    Run.PingTotalTime += roundTrip;
     const char* verdict = ChecksumVerdict();
     const auto* from = (const uint8_t*)&sender.sin_addr.S_addr;
     char line[kLineSize];
     snprintf(line, sizeof line, "%u.%u.%u.%u is alive (%04lu ms)", from[0], from[1], from[2], from[3],
              (unsigned long)roundTrip);
 
-    if (PingListen) {
+    if (Run.PingListen) {
         PrintMessage(window, from);
         Acknowledge(sender);
         return 0;
     }
-    if (PingVisible) ShowReply(line, verdict);
-    IcmpState = (uint16_t)((IcmpState | ReplyReceived) & ~RequestPending);
+    if (Run.PingVisible) ShowReply(line, verdict);
+    Run.IcmpState = (uint16_t)((Run.IcmpState | ReplyReceived) & ~RequestPending);
     // A single ping ends at its first reply.
-    if (!PingAuto) CloseICMP();
+    if (!Run.PingAuto) CloseICMP();
     return 0;
 }
 

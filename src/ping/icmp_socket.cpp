@@ -22,7 +22,7 @@ constexpr int kBoxTextSize = 128;
 
 // A set-up failure: the run is over and the user is told in a box.
 void FailOpen(HWND window, const char* text) {
-    PingAuto = 0;
+    Run.PingAuto = 0;
     CloseICMP();
     MessageBoxA(window, text, "Korvel", MB_OK);
 }
@@ -44,20 +44,20 @@ int16_t OpenICMP(HWND window, SOCKET* s) {
         FailOpen(window, text);
         return 0;
     }
-    WaitedSeconds = 0;
-    RxLength = 0;
+    Run.WaitedSeconds = 0;
+    Run.RxLength = 0;
     return 1;
 }
 
 int16_t CloseICMP() {
-    if (IcmpSocket == INVALID_SOCKET) return 1;
-    IcmpLength = 0;
-    RxLength = 0;
-    WaitedSeconds = 0;
-    PingListen = 0;
-    closesocket(IcmpSocket);
-    IcmpState = 0;
-    IcmpSocket = INVALID_SOCKET;
+    if (Run.IcmpSocket == INVALID_SOCKET) return 1;
+    Run.IcmpLength = 0;
+    Run.RxLength = 0;
+    Run.WaitedSeconds = 0;
+    Run.PingListen = 0;
+    closesocket(Run.IcmpSocket);
+    Run.IcmpState = 0;
+    Run.IcmpSocket = INVALID_SOCKET;
     // The dialog re-reads the engine and shows its idle look again.
     SendMessageA(PingDialog, WM_INITDIALOG, 0, 0);
     SetWindowTextA(MainWindow, "Korvel");
@@ -82,27 +82,27 @@ int16_t PurgeSocket(HWND window, SOCKET s) {
 
 int16_t SENDICMP(HWND window, const char* data, int16_t dataLength, uint32_t tag, uint8_t type,
                  const SOCKADDR_IN& address) {
-    if (IcmpSocket == INVALID_SOCKET) return 0;
+    if (Run.IcmpSocket == INVALID_SOCKET) return 0;
     uint8_t packet[kEchoBufferSize];
     int16_t length = dataLength < 0 ? 0 : dataLength > kPingTextSize - 1 ? (int16_t)(kPingTextSize - 1) : dataLength;
     memcpy(packet, data, (size_t)length);
-    IcmpLength = BuildEcho(packet, tag, length, type);
-    RxLength = 0;
+    Run.IcmpLength = BuildEcho(packet, tag, length, type);
+    Run.RxLength = 0;
     // At most two stale datagrams are dropped, so that an old answer is not taken for this one.
-    if (PurgeSocket(window, IcmpSocket)) PurgeSocket(window, IcmpSocket);
+    if (PurgeSocket(window, Run.IcmpSocket)) PurgeSocket(window, Run.IcmpSocket);
 
-    SendTime = timeGetTime();
-    int sent = sendto(IcmpSocket, (const char*)packet, IcmpLength, 0, (const SOCKADDR*)&address, sizeof address);
-    if (sent >= 0 && sent <= IcmpLength) {
-        ++PingSent;
-        if (PingVisible) {
+    Run.SendTime = timeGetTime();
+    int sent = sendto(Run.IcmpSocket, (const char*)packet, Run.IcmpLength, 0, (const SOCKADDR*)&address, sizeof address);
+    if (sent >= 0 && sent <= Run.IcmpLength) {
+        ++Run.PingSent;
+        if (Run.PingVisible) {
             char stamp[kTimeStampSize];
             TimeStamp(CurrentTime(), stamp);
             const auto* to = (const uint8_t*)&address.sin_addr.S_addr;
             DlgPrintf(PingDialog, kSendField, 0, "%s, Pinging %u.%u.%u.%u, ICMP_length=%02d", stamp, to[0], to[1],
                       to[2], to[3], sent);
         }
-        IcmpState |= RequestPending;
+        Run.IcmpState |= RequestPending;
         return 1;
     }
     int error = WSAGetLastError();

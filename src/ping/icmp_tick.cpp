@@ -17,65 +17,65 @@ namespace ping {
 namespace {
 
 void BlinkTitle() {
-    TitleBlink = TitleBlink ? 0 : 1;
-    if (!(IcmpState & TargetSet) || !PingAuto) return;
-    if (TitleBlink == 1) {
+    Run.TitleBlink = Run.TitleBlink ? 0 : 1;
+    if (!(Run.IcmpState & TargetSet) || !Run.PingAuto) return;
+    if (Run.TitleBlink == 1) {
         SetWindowTextA(MainWindow, "Ping");
         return;
     }
     char title[kPingTextSize + 16];
-    snprintf(title, sizeof title, "%s%s", PingHost, PingAlive ? " is alive" : " timeout");
+    snprintf(title, sizeof title, "%s%s", Run.PingHost, Run.PingAlive ? " is alive" : " timeout");
     SetWindowTextA(MainWindow, title);
 }
 
 // An automatic run whose socket an error closed starts again.
 void Reopen() {
-    if (!OpenICMP(MainWindow, &IcmpSocket)) {
+    if (!OpenICMP(MainWindow, &Run.IcmpSocket)) {
         Print(MainWindow, "ICMPcheck, Unable to open an ICMP socket ...\n");
-        PingAuto = 0;
+        Run.PingAuto = 0;
         return;
     }
-    IcmpLength = (int16_t)strlen(PingData);
-    ConnectICMP(MainWindow, PingHost, PingData, IcmpLength);
+    Run.IcmpLength = (int16_t)strlen(Run.PingData);
+    ConnectICMP(MainWindow, Run.PingHost, Run.PingData, Run.IcmpLength);
 }
 
 // Another second without a reply. Returns true when the echo is to be sent again.
 bool Waited() {
-    ++WaitedSeconds;
-    if (PingVisible) DlgPrintf(PingDialog, kCountdownField, 0, "%d", PingTimeout - WaitedSeconds);
-    if (WaitedSeconds < PingTimeout) return false;
+    ++Run.WaitedSeconds;
+    if (Run.PingVisible) DlgPrintf(PingDialog, kCountdownField, 0, "%d", Run.PingTimeout - Run.WaitedSeconds);
+    if (Run.WaitedSeconds < Run.PingTimeout) return false;
 
-    PingAlive = 0;
-    IcmpState &= (uint16_t)~RequestPending;
-    if (PingVisible) {
+    Run.PingAlive = 0;
+    Run.IcmpState &= (uint16_t)~RequestPending;
+    if (Run.PingVisible) {
         DlgPrintf(PingDialog, kReplyField, 0, "%s", "");
         // One more than the count: the echo about to be sent is counted already.
-        DlgPrintf(PingDialog, kMessageField, 0, "Timeout, Sent=%lu", (unsigned long)(PingSent + 1u));
+        DlgPrintf(PingDialog, kMessageField, 0, "Timeout, Sent=%lu", (unsigned long)(Run.PingSent + 1u));
     }
-    --RetriesLeft;
-    if (RetriesLeft < 1) {
-        if (PingAuto) {
-            ++PingSequence;
-            RetriesLeft = PingRetryNumber;
-        } else if (!PingListen) {
+    --Run.RetriesLeft;
+    if (Run.RetriesLeft < 1) {
+        if (Run.PingAuto) {
+            ++Run.PingSequence;
+            Run.RetriesLeft = Run.PingRetryNumber;
+        } else if (!Run.PingListen) {
             CloseICMP();
             return false;
         }
-    } else if (PingVisible) {
-        DlgPrintf(PingDialog, kRetriesField, 0, "%d", RetriesLeft);
+    } else if (Run.PingVisible) {
+        DlgPrintf(PingDialog, kRetriesField, 0, "%d", Run.RetriesLeft);
     }
     return true;
 }
 
 void SendNext() {
-    WaitedSeconds = 0;
-    auto length = (int16_t)strlen(PingData);
-    IcmpLength = length;
-    if (IcmpState != TargetSet) Print(MainWindow, "ICMPCheck error, SendICMP and ICMPState=%d\n", IcmpState);
-    SENDICMP(MainWindow, PingData, length, MakeEchoTag(length, PingSequence), IcmpType, TargetAddress);
-    if (PingVisible) {
-        DlgPrintf(PingDialog, kCountdownField, 0, "%d", PingTimeout - WaitedSeconds);
-        DlgPrintf(PingDialog, kRetriesField, 0, "%d", RetriesLeft);
+    Run.WaitedSeconds = 0;
+    auto length = (int16_t)strlen(Run.PingData);
+    Run.IcmpLength = length;
+    if (Run.IcmpState != TargetSet) Print(MainWindow, "ICMPCheck error, SendICMP and ICMPState=%d\n", Run.IcmpState);
+    SENDICMP(MainWindow, Run.PingData, length, MakeEchoTag(length, Run.PingSequence), Run.IcmpType, Run.TargetAddress);
+    if (Run.PingVisible) {
+        DlgPrintf(PingDialog, kCountdownField, 0, "%d", Run.PingTimeout - Run.WaitedSeconds);
+        DlgPrintf(PingDialog, kRetriesField, 0, "%d", Run.RetriesLeft);
     }
 }
 
@@ -84,19 +84,19 @@ void SendNext() {
 // The state bits are changed in place, so that a CloseICMP during the tick leaves them at 0.
 void ICMPCheck() {
     BlinkTitle();
-    if (IcmpState & TargetSet) ICMPRead(MainWindow);
-    if (!PingListen && PingAuto && IcmpSocket == INVALID_SOCKET) {
+    if (Run.IcmpState & TargetSet) ICMPRead(MainWindow);
+    if (!Run.PingListen && Run.PingAuto && Run.IcmpSocket == INVALID_SOCKET) {
         Reopen();
         return;
     }
     bool send = false;
-    if (IcmpState & ReplyReceived) {
-        PingAlive = 1;
-        ++PingSequence;
-        RetriesLeft = PingRetryNumber;
-        IcmpState &= (uint16_t)~(RequestPending | ReplyReceived);
-        send = PingAuto != 0;
-    } else if (IcmpState & RequestPending) {
+    if (Run.IcmpState & ReplyReceived) {
+        Run.PingAlive = 1;
+        ++Run.PingSequence;
+        Run.RetriesLeft = Run.PingRetryNumber;
+        Run.IcmpState &= (uint16_t)~(RequestPending | ReplyReceived);
+        send = Run.PingAuto != 0;
+    } else if (Run.IcmpState & RequestPending) {
         send = Waited();
     }
     if (send) SendNext();

@@ -44,16 +44,16 @@ ControlTemplate Button(int id, const char* text, int16_t x, bool isDefault = fal
 constexpr int kIdleControls[] = {kOnceButton, kAutoButton, kShowEchoBox, kHostField, kDataField, kTimeoutField, kRetryField};
 
 void Refresh(HWND dialog) {
-    if (!PingVisible) return;
-    bool busy = IcmpSocket != INVALID_SOCKET || PingAuto;
+    if (!Run.PingVisible) return;
+    bool busy = Run.IcmpSocket != INVALID_SOCKET || Run.PingAuto;
     EnableWindow(GetDlgItem(dialog, kStopButton), busy);
     for (int id : kIdleControls) EnableWindow(GetDlgItem(dialog, id), !busy);
-    DlgPrintf(dialog, kHostField, 0, "%s", PingHost);
-    DlgPrintf(dialog, kDataField, 0, "%s", PingData);
+    DlgPrintf(dialog, kHostField, 0, "%s", Run.PingHost);
+    DlgPrintf(dialog, kDataField, 0, "%s", Run.PingData);
     // Both settings are signed 16-bit and shown unsigned: -25536 reads 4294941760.
-    DlgPrintf(dialog, kTimeoutField, 0, "%u", (unsigned)PingTimeout);
-    DlgPrintf(dialog, kRetryField, 0, "%u", (unsigned)PingRetryNumber);
-    CheckDlgButton(dialog, kShowEchoBox, ShowEcho ? BST_CHECKED : BST_UNCHECKED);
+    DlgPrintf(dialog, kTimeoutField, 0, "%u", (unsigned)Run.PingTimeout);
+    DlgPrintf(dialog, kRetryField, 0, "%u", (unsigned)Run.PingRetryNumber);
+    CheckDlgButton(dialog, kShowEchoBox, Run.ShowEcho ? BST_CHECKED : BST_UNCHECKED);
 }
 
 // A field that does not read as a number keeps the setting it had. "%hu" wraps: 70000 is 4464,
@@ -65,12 +65,12 @@ void ScanSetting(HWND dialog, int id, int16_t* setting) {
 
 void Start(HWND dialog) {
     for (int id : {kSendField, kReplyField, kMessageField}) SetDlgItemTextA(dialog, id, "");
-    ShowEcho = IsDlgButtonChecked(dialog, kShowEchoBox) ? 1 : 0;
-    GetDlgItemTextA(dialog, kHostField, PingHost, kPingTextSize);
-    GetDlgItemTextA(dialog, kDataField, PingData, kPingTextSize);
-    ScanSetting(dialog, kTimeoutField, &PingTimeout);
-    ScanSetting(dialog, kRetryField, &PingRetryNumber);
-    RetriesLeft = PingRetryNumber;
+    Run.ShowEcho = IsDlgButtonChecked(dialog, kShowEchoBox) ? 1 : 0;
+    GetDlgItemTextA(dialog, kHostField, Run.PingHost, kPingTextSize);
+    GetDlgItemTextA(dialog, kDataField, Run.PingData, kPingTextSize);
+    ScanSetting(dialog, kTimeoutField, &Run.PingTimeout);
+    ScanSetting(dialog, kRetryField, &Run.PingRetryNumber);
+    Run.RetriesLeft = Run.PingRetryNumber;
     IcmpBox();
     Refresh(dialog);
 }
@@ -78,15 +78,15 @@ void Start(HWND dialog) {
 BOOL Command(HWND dialog, int id) {
     switch (id) {
         case kOnceButton:
-            PingAuto = 0;
+            Run.PingAuto = 0;
             Start(dialog);
             return TRUE;
         case kAutoButton:
-            PingAuto = 1;
+            Run.PingAuto = 1;
             Start(dialog);
             return TRUE;
         case kStopButton:
-            PingAuto = 0;
+            Run.PingAuto = 0;
             CloseICMP();
             Refresh(dialog);
             return TRUE;
@@ -150,18 +150,18 @@ INT_PTR PingDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
 }
 
 int16_t IcmpBox() {
-    if (!OpenICMP(MainWindow, &IcmpSocket)) {
+    if (!OpenICMP(MainWindow, &Run.IcmpSocket)) {
         Print(MainWindow, "ICMP Box, Unable to open an ICMP socket...\n");
-        PingAuto = 0;
+        Run.PingAuto = 0;
         return 0;
     }
-    WaitedSeconds = 0;
-    PingSent = 0;
-    PingReceived = 0;
-    PingTotalTime = 0;
+    Run.WaitedSeconds = 0;
+    Run.PingSent = 0;
+    Run.PingReceived = 0;
+    Run.PingTotalTime = 0;
     // The sequence goes on from run to run.
-    auto length = (int16_t)strlen(PingData);
-    IcmpLength = length;
-    ConnectICMP(MainWindow, PingHost, PingData, length);
+    auto length = (int16_t)strlen(Run.PingData);
+    Run.IcmpLength = length;
+    ConnectICMP(MainWindow, Run.PingHost, Run.PingData, length);
     return 1;
 }

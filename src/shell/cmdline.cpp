@@ -87,7 +87,7 @@ void Http(Pass& p, const char* arg) {
     }
 }
 
-void PingHostArgument(Pass&, const char* arg) { CopyText(ping::PingHost, arg); }
+void PingHostArgument(Pass&, const char* arg) { CopyText(ping::Run.PingHost, arg); }
 void ServerDir(Pass&, const char* arg) { CopyText(Settings.Server.HomeDir, arg); }
 void GrabDir(Pass&, const char* arg) { CopyText(Settings.Url.HomeDir, arg); }
 void GrabBookmark(Pass&, const char* arg) { CopyText(Settings.Url.Bookmark, arg); }
@@ -174,12 +174,12 @@ void StartServer() {
 
 void StartPing() {
     BatchMode = 0;
-    ping::PingAuto = 1;
-    ping::ShowEcho = 1;
-    ping::PingVisible = 1;
+    ping::Run.PingAuto = 1;
+    ping::Run.ShowEcho = 1;
+    ping::Run.PingVisible = 1;
     IcmpBox();
     SendMessageA(PingDialog, WM_INITDIALOG, 0, 0);
-    ping::PingVisible = 0;
+    ping::Run.PingVisible = 0;
 }
 
 void Act(const Pass& pass) {

@@ -31,7 +31,7 @@ void IcmpMessage(HWND window, LPARAM lParam) {
         Print(window, "MainWin, ICMP_msg, WSAGETSELECTERROR=8.8X\n");
         return;
     }
-    if (ping::IcmpSocket == INVALID_SOCKET) return;
+    if (ping::Run.IcmpSocket == INVALID_SOCKET) return;
     ping::ICMPRead(window);
 }
 
@@ -68,11 +68,11 @@ void Command(HWND window, int id) {
         case IDM_URL: RunModal(window, "DIALOG_6", kUrlDialog); break;
         case IDM_SAVE: RunModal(window, "DIALOG_7", kSaveDialog); break;
         case IDM_PING:
-            ping::PingVisible = 1;
+            ping::Run.PingVisible = 1;
             ShowWindow(PingDialog, SW_SHOW);
             break;
         case IDM_PING_CLOSED:
-            ping::PingVisible = 0;
+            ping::Run.PingVisible = 0;
             ShowWindow(PingDialog, SW_HIDE);
             break;
         default: break;

@@ -67,7 +67,7 @@ int RunMessageLoop() {
 }
 
 void ShutDown() {
-    if (ping::IcmpSocket != INVALID_SOCKET) ping::CloseICMP();
+    if (ping::Run.IcmpSocket != INVALID_SOCKET) ping::CloseICMP();
     CloseServer();
     CloseAllClients();
     CloseWS();

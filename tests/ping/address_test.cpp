@@ -56,12 +56,12 @@ class Connect : public PingTest {};
 // system's resolver, but has three pieces. (Successful targets are tested end to end.)
 TEST_F(Connect, AnUnresolvableHostEndsTheRunOnTheConsoleAndANullOneInABox) {
     ASSERT_TRUE(UseFakeSocket());
-    ping::PingAuto = 1;
+    ping::Run.PingAuto = 1;
     SetWindowTextA(MainWindow, "Ping");
     EXPECT_EQ(ping::ConnectICMP(MainWindow, "127.0.1", "", 0), 0);
     EXPECT_EQ(frontEnd.printed, "PING, Unable to Resolve 127.0.1\n");
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
-    EXPECT_EQ(ping::PingAuto, 0);
+    EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.PingAuto, 0);
     EXPECT_EQ(Title(), "Korvel");
     EXPECT_TRUE(frontEnd.boxes.empty());
     EXPECT_EQ(ping::ConnectICMP(MainWindow, "127.0.0.1", "", 0), 0) << "nothing happens on a closed socket";
@@ -70,11 +70,11 @@ TEST_F(Connect, AnUnresolvableHostEndsTheRunOnTheConsoleAndANullOneInABox) {
     for (const char* host : {"0.0.0.0", "0..0.0.0"}) {
         peer::Close(peer);
         ASSERT_TRUE(UseFakeSocket());
-        ping::PingAuto = 1;
+        ping::Run.PingAuto = 1;
         EXPECT_EQ(ping::ConnectICMP(MainWindow, host, "", 0), 0);
         EXPECT_EQ(frontEnd.boxes, std::vector<std::string>{"korvel: ConnectICMP, Nul address Error\n"}) << host;
-        EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
-        EXPECT_EQ(ping::PingAuto, 0);
+        EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
+        EXPECT_EQ(ping::Run.PingAuto, 0);
         frontEnd.boxes.clear();
     }
     EXPECT_EQ(frontEnd.printed, "");

@@ -38,8 +38,8 @@ protected:
         HoldSocket();
         Click(button);
         ExpectLook(true);
-        closesocket(ping::IcmpSocket);
-        ping::IcmpSocket = INVALID_SOCKET;
+        closesocket(ping::Run.IcmpSocket);
+        ping::Run.IcmpSocket = INVALID_SOCKET;
         peer::Close(peer);
         peer = -1;
         Refresh();
@@ -47,10 +47,10 @@ protected:
 };
 
 TEST_F(PingDialogTest, RefreshShowsTheSettingsInTheIdleOrBusyLook) {
-    strcpy(ping::PingHost, "example");
-    strcpy(ping::PingData, "payload");
-    ping::PingRetryNumber = 7;
-    ping::ShowEcho = 0;
+    strcpy(ping::Run.PingHost, "example");
+    strcpy(ping::Run.PingData, "payload");
+    ping::Run.PingRetryNumber = 7;
+    ping::Run.ShowEcho = 0;
     Refresh();
     ExpectLook(false);
     EXPECT_EQ(Field(121), "example");
@@ -59,21 +59,21 @@ TEST_F(PingDialogTest, RefreshShowsTheSettingsInTheIdleOrBusyLook) {
     EXPECT_EQ(Field(127), "7");
     EXPECT_FALSE(Checked(142));
 
-    ping::PingAuto = 1;
-    ping::ShowEcho = 1;
+    ping::Run.PingAuto = 1;
+    ping::Run.ShowEcho = 1;
     Refresh();
     ExpectLook(true);
     EXPECT_TRUE(Checked(142));
-    ping::PingAuto = 0;
+    ping::Run.PingAuto = 0;
     HoldSocket();
     Refresh();
     ExpectLook(true);
 }
 
 TEST_F(PingDialogTest, AHiddenDialogIsNotRefreshed) {
-    ping::PingVisible = 0;
-    strcpy(ping::PingHost, "new");
-    ping::PingAuto = 1;
+    ping::Run.PingVisible = 0;
+    strcpy(ping::Run.PingHost, "new");
+    ping::Run.PingAuto = 1;
     Refresh();
     EXPECT_EQ(Field(121), "");
     ExpectLook(false);
@@ -91,58 +91,58 @@ TEST_F(PingDialogTest, StartReadsTheFieldsAndKeepsSettingsThatDoNotRead) {
     Type(127, "4");
     Click(142);  // clears Show Echo
     StartRefused(1);
-    EXPECT_STREQ(ping::PingHost, "10.1.2.3");
-    EXPECT_STREQ(ping::PingData, "data");
-    EXPECT_EQ(ping::PingTimeout, 5) << "\"abc\" is no number";
+    EXPECT_STREQ(ping::Run.PingHost, "10.1.2.3");
+    EXPECT_STREQ(ping::Run.PingData, "data");
+    EXPECT_EQ(ping::Run.PingTimeout, 5) << "\"abc\" is no number";
     EXPECT_EQ(Field(123), "5");
-    EXPECT_EQ(ping::PingRetryNumber, 4);
-    EXPECT_EQ(ping::RetriesLeft, 4);
-    EXPECT_EQ(ping::ShowEcho, 0);
+    EXPECT_EQ(ping::Run.PingRetryNumber, 4);
+    EXPECT_EQ(ping::Run.RetriesLeft, 4);
+    EXPECT_EQ(ping::Run.ShowEcho, 0);
     for (int id : {124, 125, 126}) EXPECT_EQ(Field(id), "") << id;
     EXPECT_EQ(frontEnd.printed, "ICMP Box, Unable to open an ICMP socket...\n");
-    EXPECT_EQ(ping::PingAuto, 0);
+    EXPECT_EQ(ping::Run.PingAuto, 0);
 
     Type(123, "70000");
     Type(127, "");
     StartRefused(1);
-    EXPECT_EQ(ping::PingTimeout, 4464) << "read as an unsigned short";
+    EXPECT_EQ(ping::Run.PingTimeout, 4464) << "read as an unsigned short";
     EXPECT_EQ(Field(123), "4464");
-    EXPECT_EQ(ping::PingRetryNumber, 4) << "an empty field keeps the setting";
+    EXPECT_EQ(ping::Run.PingRetryNumber, 4) << "an empty field keeps the setting";
     Type(123, "40000");
     StartRefused(143);
-    EXPECT_EQ(ping::PingTimeout, -25536);
+    EXPECT_EQ(ping::Run.PingTimeout, -25536);
     EXPECT_EQ(Field(123), "4294941760");
-    EXPECT_EQ(ping::PingAuto, 0) << "PING Auto asked, the ping box refused";
+    EXPECT_EQ(ping::Run.PingAuto, 0) << "PING Auto asked, the ping box refused";
 }
 
 TEST_F(PingDialogTest, HostAndDataAreCutTo79Characters) {
     Type(121, std::string(100, 'h').c_str());
     Type(122, std::string(100, 'd').c_str());
     StartRefused(1);
-    EXPECT_EQ(std::string(ping::PingHost), std::string(79, 'h'));
-    EXPECT_EQ(std::string(ping::PingData), std::string(79, 'd'));
+    EXPECT_EQ(std::string(ping::Run.PingHost), std::string(79, 'h'));
+    EXPECT_EQ(std::string(ping::Run.PingData), std::string(79, 'd'));
 }
 
 TEST_F(PingDialogTest, StopEndsTheRunAndQuitOnlyHidesTheDialog) {
     SendMessageA(MainWindow, WM_COMMAND, IDM_PING, 0);
     HoldSocket();
-    ping::PingAuto = 1;
-    ping::IcmpState = ping::TargetSet;
+    ping::Run.PingAuto = 1;
+    ping::Run.IcmpState = ping::TargetSet;
     SetWindowTextA(MainWindow, "Ping");
     Refresh();
     ExpectLook(true);
 
     Click(2);  // QUIT: the run goes on behind the hidden dialog
     EXPECT_FALSE(IsWindowVisible(PingDialog));
-    EXPECT_EQ(ping::PingVisible, 0);
-    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
-    EXPECT_EQ(ping::PingAuto, 1);
+    EXPECT_EQ(ping::Run.PingVisible, 0);
+    EXPECT_NE(ping::Run.IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.PingAuto, 1);
 
     SendMessageA(MainWindow, WM_COMMAND, IDM_PING, 0);
     EXPECT_TRUE(IsWindowVisible(PingDialog));
     Click(141);
-    EXPECT_EQ(ping::PingAuto, 0);
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.PingAuto, 0);
+    EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
     EXPECT_EQ(Title(), "Korvel");
     ExpectLook(false);
 }
@@ -152,7 +152,7 @@ TEST_F(PingDialogTest, TheCloseBoxHidesTheDialogThroughTheMainWindow) {
     platform::UserCloseDialog(PingDialog);
     Pump();
     EXPECT_FALSE(IsWindowVisible(PingDialog));
-    EXPECT_EQ(ping::PingVisible, 0);
+    EXPECT_EQ(ping::Run.PingVisible, 0);
     EXPECT_TRUE(IsWindow(PingDialog)) << "it lives for the whole run";
 }
 

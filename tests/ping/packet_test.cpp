@@ -36,12 +36,12 @@ protected:
 TEST_F(EchoPacket, TheWorkedPacketsComeOutByteForByte) {
     EXPECT_EQ(Build("abcde", 1), (Bytes{0x08, 0x00, 0x0C, 0x78, 0x01, 0x00, 0xC0, 0xC0, 0x61, 0x62, 0x63, 0x64, 0x65,
                                         0x00, 0x00, 0x00}));
-    EXPECT_EQ(ping::LastTag, 0xC0C00001u);
+    EXPECT_EQ(ping::Run.LastTag, 0xC0C00001u);
 
     Settings.Ping.Page = 1;
     EXPECT_EQ(Build("hello", 7), (Bytes{0x08, 0x00, 0xE8, 0x2C, 0x5C, 0x00, 0x70, 0x00, 0x68, 0x65, 0x6C, 0x6C, 0x6F,
                                         0x00, 0x00, 0x00}));
-    EXPECT_EQ(ping::LastTag, 0x0070005Cu);
+    EXPECT_EQ(ping::Run.LastTag, 0x0070005Cu);
 }
 
 TEST_F(EchoPacket, DataIsPaddedToFourBytesAndEmptyDataGivesTheBareHeader) {
@@ -87,7 +87,7 @@ TEST_F(EchoPacket, TheChecksumSkipsItsOwnFieldAndATrailingOddByte) {
 TEST_F(EchoPacket, TagLayouts) {
     // Normal mode: the sequence's low 16 bits under 0xC0C0, low byte first on the wire.
     EXPECT_EQ(ping::MakeEchoTag(5, 0x12345), 0xC0C02345u);
-    EXPECT_EQ(ping::LastTag, 0xC0C02345u);
+    EXPECT_EQ(ping::Run.LastTag, 0xC0C02345u);
     EXPECT_EQ(ping::MakeEchoTag(79, 0), 0xC0C00000u) << "the length plays no part";
     uint8_t buffer[ping::kEchoBufferSize] = {};
     ping::BuildEcho(buffer, 0xC0C02345u, 0, 8);
@@ -98,7 +98,7 @@ TEST_F(EchoPacket, TagLayouts) {
     EXPECT_EQ(ping::MakeEchoTag(0x1005, 0x1234), 0x2340005Cu);
     EXPECT_EQ(ping::MakeEchoTag(79, 4095), 0xFFF004FCu);
     EXPECT_EQ(ping::MakeEchoTag(0, 4096), 0x0000000Cu) << "the sequence wraps at 12 bits";
-    EXPECT_EQ(ping::LastTag & 1, 0u);
+    EXPECT_EQ(ping::Run.LastTag & 1, 0u);
 }
 
 }  // namespace

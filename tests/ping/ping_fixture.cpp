@@ -17,31 +17,31 @@ namespace ping_testing {
 
 void ResetPingState() {
     using namespace ping;
-    if (IcmpSocket != INVALID_SOCKET) closesocket(IcmpSocket);
-    IcmpSocket = INVALID_SOCKET;
-    PingHost[0] = '\0';
-    PingData[0] = '\0';
-    PingTimeout = 5;
-    PingRetryNumber = 10;
-    PingAuto = 0;
-    ShowEcho = 1;
-    PingVisible = 1;
+    if (Run.IcmpSocket != INVALID_SOCKET) closesocket(Run.IcmpSocket);
+    Run.IcmpSocket = INVALID_SOCKET;
+    Run.PingHost[0] = '\0';
+    Run.PingData[0] = '\0';
+    Run.PingTimeout = 5;
+    Run.PingRetryNumber = 10;
+    Run.PingAuto = 0;
+    Run.ShowEcho = 1;
+    Run.PingVisible = 1;
     Settings.Ping.Page = 0;
-    PingListen = 0;
-    IcmpType = 8;
-    IcmpState = 0;
-    PingSequence = 0;
-    LastTag = 0;
-    IcmpLength = 0;
-    memset(RxBuffer, 0, sizeof RxBuffer);
-    RxLength = 0;
-    PingSent = PingReceived = PingTotalTime = 0;
-    SendTime = 0;
-    WaitedSeconds = 0;
-    RetriesLeft = 0;
-    PingAlive = 0;
-    TitleBlink = 0;
-    TargetAddress = SOCKADDR_IN{};
+    Run.PingListen = 0;
+    Run.IcmpType = 8;
+    Run.IcmpState = 0;
+    Run.PingSequence = 0;
+    Run.LastTag = 0;
+    Run.IcmpLength = 0;
+    memset(Run.RxBuffer, 0, sizeof Run.RxBuffer);
+    Run.RxLength = 0;
+    Run.PingSent = Run.PingReceived = Run.PingTotalTime = 0;
+    Run.SendTime = 0;
+    Run.WaitedSeconds = 0;
+    Run.RetriesLeft = 0;
+    Run.PingAlive = 0;
+    Run.TitleBlink = 0;
+    Run.TargetAddress = SOCKADDR_IN{};
 }
 
 void PingTest::SetUp() {
@@ -70,10 +70,10 @@ bool PingTest::UseFakeSocket() {
     local.sin_addr.S_addr = inet_addr("127.0.0.1");
     ULONG nonBlocking = 1;
     if (bind(s, (const SOCKADDR*)&local, sizeof local) != 0 || ioctlsocket(s, FIONBIO, &nonBlocking) != 0) return false;
-    ping::IcmpSocket = s;
-    ping::TargetAddress.sin_family = AF_INET;
-    ping::TargetAddress.sin_port = htons(peerPort);
-    ping::TargetAddress.sin_addr.S_addr = inet_addr("127.0.0.1");
+    ping::Run.IcmpSocket = s;
+    ping::Run.TargetAddress.sin_family = AF_INET;
+    ping::Run.TargetAddress.sin_port = htons(peerPort);
+    ping::Run.TargetAddress.sin_addr.S_addr = inet_addr("127.0.0.1");
     return true;
 }
 
@@ -85,7 +85,7 @@ bool PingTest::RawSocketsAllowed() {
 }
 
 void PingTest::PeerSends(const peer::Bytes& datagram) {
-    ASSERT_TRUE(peer::SendTo(peer, peer::LocalPort((int)ping::IcmpSocket), datagram));
+    ASSERT_TRUE(peer::SendTo(peer, peer::LocalPort((int)ping::Run.IcmpSocket), datagram));
 }
 
 peer::Bytes PingTest::PeerReceives(int timeoutMs) { return peer::Receive(peer, timeoutMs); }
@@ -98,7 +98,7 @@ void PingTest::PeerAnswers(const peer::Bytes& echo) {
 }
 
 void PingTest::EngineReads() {
-    ASSERT_TRUE(peer::WaitReadable((int)ping::IcmpSocket, 2000)) << "nothing arrived";
+    ASSERT_TRUE(peer::WaitReadable((int)ping::Run.IcmpSocket, 2000)) << "nothing arrived";
     ping::ICMPRead(MainWindow);
 }
 

@@ -24,48 +24,48 @@ protected:
     void SetUp() override {
         PingTest::SetUp();
         ASSERT_TRUE(UseFakeSocket());
-        ping::IcmpState = ping::TargetSet;
+        ping::Run.IcmpState = ping::TargetSet;
     }
 
     // The engine sends an echo of data with the given sequence; returns it as the peer got it.
     Bytes SendEcho(const char* data, uint32_t sequence) {
         auto length = (int16_t)strlen(data);
-        EXPECT_EQ(ping::SENDICMP(MainWindow, data, length, ping::MakeEchoTag(length, sequence), ping::IcmpType,
-                                 ping::TargetAddress),
+        EXPECT_EQ(ping::SENDICMP(MainWindow, data, length, ping::MakeEchoTag(length, sequence), ping::Run.IcmpType,
+                                 ping::Run.TargetAddress),
                   1);
         return PeerReceives();
     }
 };
 
 TEST_F(Reply, OnlyTheAwaitedReplyCountsAndOnlyOnce) {
-    ping::PingAuto = 1;  // keeps the socket open after a reply
+    ping::Run.PingAuto = 1;  // keeps the socket open after a reply
     Bytes echo = SendEcho("abcde", 1);
 
     Bytes other = echo;
     other[4] = 0x02;  // the tag of another echo
     PeerAnswers(other);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 0u);
-    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(ping::Run.PingReceived, 0u);
+    EXPECT_EQ(ping::Run.RxLength, 0);
     EXPECT_EQ(Field(125), "");
 
     PeerAnswers(echo);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u);
-    EXPECT_EQ(ping::IcmpState, ping::TargetSet | ping::ReplyReceived);
+    EXPECT_EQ(ping::Run.PingReceived, 1u);
+    EXPECT_EQ(ping::Run.IcmpState, ping::TargetSet | ping::ReplyReceived);
 
     // No request is pending any more: a second answer is dropped.
     PeerAnswers(echo);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u);
-    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(ping::Run.PingReceived, 1u);
+    EXPECT_EQ(ping::Run.RxLength, 0);
 
     // Even with a request pending, there may not be more replies than echoes.
-    ping::IcmpState |= ping::RequestPending;
+    ping::Run.IcmpState |= ping::RequestPending;
     PeerAnswers(echo);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u);
-    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(ping::Run.PingReceived, 1u);
+    EXPECT_EQ(ping::Run.RxLength, 0);
 }
 
 TEST_F(Reply, TypeAndCodeAreNotCheckedButABadChecksumIsShown) {
@@ -75,7 +75,7 @@ TEST_F(Reply, TypeAndCodeAreNotCheckedButABadChecksumIsShown) {
     odd[1] = 1;  // checksum left as it was: wrong for these bytes
     PeerSends(odd);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u) << "a NOK reply still counts";
+    EXPECT_EQ(ping::Run.PingReceived, 1u) << "a NOK reply still counts";
     EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms) Checksum=NOK, Length=16, Seq=00001");
 }
 
@@ -84,52 +84,52 @@ TEST_F(Reply, AReplyInPiecesIsWaitedFor) {
     Bytes reply = peer::WithChecksum(Bytes{0x00, 0x00, 0, 0, 0x01, 0x00, 0xC0, 0xC0, 'a', 'b', 'c', 'd', 'e', 0, 0, 0});
     PeerSends(Bytes(reply.begin(), reply.begin() + 8));
     EngineReads();
-    EXPECT_EQ(ping::RxLength, 8);
-    EXPECT_EQ(ping::PingReceived, 0u);
+    EXPECT_EQ(ping::Run.RxLength, 8);
+    EXPECT_EQ(ping::Run.PingReceived, 0u);
     PeerSends(Bytes(reply.begin() + 8, reply.end()));
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::Run.PingReceived, 1u);
     EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms) Checksum= OK, Length=16, Seq=00001");
 }
 
 TEST_F(Reply, ShortAndEmptyDatagramsNeverReadPastWhatCame) {
-    ping::PingAuto = 1;
+    ping::Run.PingAuto = 1;
     Bytes echo = SendEcho("abcde", 1);
     PeerSends(Bytes{});
     EngineReads();
-    EXPECT_EQ(ping::RxLength, 0);
+    EXPECT_EQ(ping::Run.RxLength, 0);
     PeerSends(Bytes{0, 0, 0});
     EngineReads();
-    EXPECT_EQ(ping::RxLength, 3) << "kept: too short to match yet";
+    EXPECT_EQ(ping::Run.RxLength, 3) << "kept: too short to match yet";
     PeerAnswers(echo);  // runs on behind the 3 stray bytes, so its tag is out of place
     EngineReads();
-    EXPECT_EQ(ping::RxLength, 0);
-    EXPECT_EQ(ping::PingReceived, 0u);
+    EXPECT_EQ(ping::Run.RxLength, 0);
+    EXPECT_EQ(ping::Run.PingReceived, 0u);
     PeerAnswers(echo);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 1u);
+    EXPECT_EQ(ping::Run.PingReceived, 1u);
 }
 
 TEST_F(Reply, GatheredBytesStayWithinTheBuffer) {
-    ping::PingAuto = 1;
+    ping::Run.PingAuto = 1;
     SendEcho(std::string(79, 'z').c_str(), 1);  // an 88-byte echo: pieces are waited for
     Bytes header = {0, 0, 0, 0, 0x01, 0x00, 0xC0, 0xC0};
     PeerSends(header);
     EngineReads();
-    ping::IcmpLength = 400;  // never reached: the gathering is cut at the buffer's end
+    ping::Run.IcmpLength = 400;  // never reached: the gathering is cut at the buffer's end
     for (int i = 0; i < 3; ++i) {
         PeerSends(Bytes(200, 'q'));
         EngineReads();
     }
-    EXPECT_EQ(ping::RxLength, ping::kIcmpRxBufferSize - 1);
-    EXPECT_EQ(ping::RxBuffer[ping::kIcmpRxBufferSize - 1], 0);
+    EXPECT_EQ(ping::Run.RxLength, ping::kIcmpRxBufferSize - 1);
+    EXPECT_EQ(ping::Run.RxBuffer[ping::kIcmpRxBufferSize - 1], 0);
 }
 
 TEST_F(Reply, LostIsRoundedUpByIntegerDivision) {
-    ping::PingAuto = 1;
-    ping::PingSent = 2;
-    ping::PingReceived = 1;
-    ping::PingTotalTime = 10;
+    ping::Run.PingAuto = 1;
+    ping::Run.PingSent = 2;
+    ping::Run.PingReceived = 1;
+    ping::Run.PingTotalTime = 10;
     Bytes echo = SendEcho("abcde", 1);
     platform::AdvanceFakeClock(0, 20);
     PeerAnswers(echo);
@@ -146,7 +146,7 @@ TEST_F(Reply, AWrappedClockGivesNowPlusTheSendTime) {
     PeerAnswers(echo);
     EngineReads();
     EXPECT_EQ(Field(125), "127.0.0.1 is alive (4294967056 ms) Checksum= OK, Length=16, Seq=00001");
-    EXPECT_EQ(ping::SendTime, 0x100u);
+    EXPECT_EQ(ping::Run.SendTime, 0x100u);
 }
 
 TEST_F(Reply, TheSequenceIsShownAsASignedNumber) {
@@ -157,8 +157,8 @@ TEST_F(Reply, TheSequenceIsShownAsASignedNumber) {
 }
 
 TEST_F(Reply, WithoutShowEchoOnlyTheBareLineIsShownAndHiddenFieldsStayAsTheyAre) {
-    ping::PingAuto = 1;
-    ping::ShowEcho = 0;
+    ping::Run.PingAuto = 1;
+    ping::Run.ShowEcho = 0;
     SetDlgItemTextA(PingDialog, 126, "old");
     Bytes echo = SendEcho("abcde", 1);
     PeerAnswers(echo);
@@ -166,16 +166,16 @@ TEST_F(Reply, WithoutShowEchoOnlyTheBareLineIsShownAndHiddenFieldsStayAsTheyAre)
     EXPECT_EQ(Field(125), "127.0.0.1 is alive (0000 ms)");
     EXPECT_EQ(Field(126), "");
 
-    ping::PingVisible = 0;
+    ping::Run.PingVisible = 0;
     SetDlgItemTextA(PingDialog, 125, "old");
     std::string sendLine = Field(124);
     platform::AdvanceFakeClock(60, 0);
-    ping::IcmpState = ping::TargetSet;
+    ping::Run.IcmpState = ping::TargetSet;
     echo = SendEcho("abcde", 2);
     EXPECT_EQ(Field(124), sendLine) << "not the new send line";
     PeerAnswers(echo);
     EngineReads();
-    EXPECT_EQ(ping::PingReceived, 2u);
+    EXPECT_EQ(ping::Run.PingReceived, 2u);
     EXPECT_EQ(Field(125), "old");
 }
 
@@ -183,15 +183,15 @@ TEST_F(Reply, ASendDropsAtMostTwoStaleDatagramsFirst) {
     PeerSends(Bytes(9, 1));
     PeerSends(Bytes(10, 2));
     PeerSends(Bytes(11, 3));
-    ASSERT_TRUE(peer::WaitReadable((int)ping::IcmpSocket, 2000));
+    ASSERT_TRUE(peer::WaitReadable((int)ping::Run.IcmpSocket, 2000));
     SendEcho("abcde", 1);
-    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 11);
-    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 0);
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::Run.IcmpSocket), 11);
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::Run.IcmpSocket), 0);
     EXPECT_EQ(frontEnd.printed, "");
 
     PeerSends(Bytes(300, 0));
-    ASSERT_TRUE(peer::WaitReadable((int)ping::IcmpSocket, 2000));
-    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::IcmpSocket), 0);
+    ASSERT_TRUE(peer::WaitReadable((int)ping::Run.IcmpSocket, 2000));
+    EXPECT_EQ(ping::PurgeSocket(MainWindow, ping::Run.IcmpSocket), 0);
     EXPECT_EQ(frontEnd.printed, "\nPurgeSocket, socket error [WSA_10040]\n");
     frontEnd.printed.clear();
     EXPECT_EQ(ping::PurgeSocket(MainWindow, INVALID_SOCKET), 0);
@@ -199,15 +199,15 @@ TEST_F(Reply, ASendDropsAtMostTwoStaleDatagramsFirst) {
 }
 
 TEST_F(Reply, ATransmitErrorClosesTheSocket) {
-    ping::PingAuto = 1;
-    SOCKADDR_IN nowhere = ping::TargetAddress;
+    ping::Run.PingAuto = 1;
+    SOCKADDR_IN nowhere = ping::Run.TargetAddress;
     nowhere.sin_port = 0;  // no datagram can go to port 0
     EXPECT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, 0, 8, nowhere), 0);
     EXPECT_EQ(frontEnd.printed, " ICMP Transmit error [WSA_10022]\n");
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
-    EXPECT_EQ(ping::PingSent, 0u);
-    EXPECT_EQ(ping::IcmpState, 0);
-    EXPECT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, 0, 8, ping::TargetAddress), 0) << "nothing to send on";
+    EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.PingSent, 0u);
+    EXPECT_EQ(ping::Run.IcmpState, 0);
+    EXPECT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, 0, 8, ping::Run.TargetAddress), 0) << "nothing to send on";
 }
 
 class Listener : public PingTest {
@@ -216,8 +216,8 @@ protected:
         PingTest::SetUp();
         ASSERT_TRUE(UseFakeSocket());
         Settings.Ping.Page = 1;
-        ping::PingListen = 1;
-        ping::IcmpState = ping::TargetSet;
+        ping::Run.PingListen = 1;
+        ping::Run.IcmpState = ping::TargetSet;
     }
     // A page-mode message as a sender builds it, with sequence 7.
     static Bytes Message(uint8_t type, const std::string& text, uint32_t tagBits = 0) {
@@ -273,7 +273,7 @@ TEST_F(Listener, ShortDatagramsAndErrorsAreHarmless) {
     PeerSends(Bytes(300, 0));
     EngineReads();
     EXPECT_EQ(frontEnd.printed, "") << "a listener ignores read errors";
-    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_NE(ping::Run.IcmpSocket, INVALID_SOCKET);
 }
 
 }  // namespace

@@ -20,20 +20,20 @@ protected:
     void SetUp() override {
         PingTest::SetUp();
         ASSERT_TRUE(UseFakeSocket());
-        strcpy(ping::PingHost, "127.0.0.1");
-        strcpy(ping::PingData, "abcde");
-        ping::PingTimeout = 2;
-        ping::PingRetryNumber = 3;
+        strcpy(ping::Run.PingHost, "127.0.0.1");
+        strcpy(ping::Run.PingData, "abcde");
+        ping::Run.PingTimeout = 2;
+        ping::Run.PingRetryNumber = 3;
     }
 
     // A run as the dialog starts it: the retries set, the target set, the first echo sent with
     // the current sequence, which is then counted on.
     void StartRun(int16_t automatic, int16_t retriesLeft) {
-        ping::PingAuto = automatic;
-        ping::RetriesLeft = retriesLeft;
-        ping::IcmpState = ping::TargetSet;
-        uint32_t sequence = ping::PingSequence++;
-        ASSERT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, ping::MakeEchoTag(5, sequence), 8, ping::TargetAddress), 1);
+        ping::Run.PingAuto = automatic;
+        ping::Run.RetriesLeft = retriesLeft;
+        ping::Run.IcmpState = ping::TargetSet;
+        uint32_t sequence = ping::Run.PingSequence++;
+        ASSERT_EQ(ping::SENDICMP(MainWindow, "abcde", 5, ping::MakeEchoTag(5, sequence), 8, ping::Run.TargetAddress), 1);
     }
 
     // The sequence numbers of the echoes the peer received so far.
@@ -49,18 +49,18 @@ protected:
 };
 
 TEST_F(Tick, ASinglePingWithoutAnswerResendsUntilItsRetriesAreUsedUp) {
-    ping::PingSequence = 5;
+    ping::Run.PingSequence = 5;
     StartRun(0, 3);
     ping::ICMPCheck();
     EXPECT_EQ(Field(123), "1");
-    EXPECT_EQ(ping::PingSent, 1u);
+    EXPECT_EQ(ping::Run.PingSent, 1u);
 
     ping::ICMPCheck();  // the first timeout
     EXPECT_EQ(Field(125), "");
     EXPECT_EQ(Field(126), "Timeout, Sent=2");
     EXPECT_EQ(Field(123), "2");
     EXPECT_EQ(Field(127), "2");
-    EXPECT_EQ(ping::PingSent, 2u);
+    EXPECT_EQ(ping::Run.PingSent, 2u);
     EXPECT_EQ(Sequences(), (std::vector<int>{5, 6})) << "ConnectICMP counted on, so the resend has the next number";
 
     ping::ICMPCheck();
@@ -71,15 +71,15 @@ TEST_F(Tick, ASinglePingWithoutAnswerResendsUntilItsRetriesAreUsedUp) {
     ping::ICMPCheck();  // the last timeout ends the run
     EXPECT_EQ(Field(126), "Timeout, Sent=4");
     EXPECT_EQ(Sequences(), (std::vector<int>{5, 6, 6})) << "resends of one number carry the same tag";
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
-    EXPECT_EQ(ping::IcmpState, 0);
+    EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.IcmpState, 0);
     // The dialog is back to its idle look, showing the settings again.
     EXPECT_FALSE(Enabled(141));
     EXPECT_TRUE(Enabled(1));
     EXPECT_EQ(Field(123), "2");
     EXPECT_EQ(Field(127), "3");
     ping::ICMPCheck();
-    EXPECT_EQ(ping::PingSent, 3u);
+    EXPECT_EQ(ping::Run.PingSent, 3u);
     EXPECT_EQ(frontEnd.printed, "");
 }
 
@@ -91,7 +91,7 @@ TEST_F(Tick, AnAutomaticRunGoesOnAfterRepliesAndTimeoutsWithABlinkingTitle) {
 
     ping::ICMPCheck();  // the reply moves the run on to the next number
     EXPECT_EQ(Title(), "Ping");
-    EXPECT_EQ(ping::PingAlive, 1);
+    EXPECT_EQ(ping::Run.PingAlive, 1);
     EXPECT_EQ(Sequences(), (std::vector<int>{0, 2}));
     EXPECT_EQ(Field(123), "2");
     EXPECT_EQ(Field(127), "3");
@@ -99,29 +99,29 @@ TEST_F(Tick, AnAutomaticRunGoesOnAfterRepliesAndTimeoutsWithABlinkingTitle) {
     EXPECT_EQ(Title(), "127.0.0.1 is alive");
     ping::ICMPCheck();  // timeout: resend
     EXPECT_EQ(Title(), "Ping");
-    EXPECT_EQ(ping::PingAlive, 0);
+    EXPECT_EQ(ping::Run.PingAlive, 0);
     ping::ICMPCheck();
     EXPECT_EQ(Title(), "127.0.0.1 timeout");
     for (int i = 0; i < 4; ++i) ping::ICMPCheck();
     // Three sends of number 2, then the run moves on with its retries renewed.
     EXPECT_EQ(Sequences(), (std::vector<int>{0, 2, 2, 2, 3}));
-    EXPECT_EQ(ping::RetriesLeft, 3);
-    EXPECT_NE(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.RetriesLeft, 3);
+    EXPECT_NE(ping::Run.IcmpSocket, INVALID_SOCKET);
     EXPECT_EQ(frontEnd.printed, "");
 }
 
 // The command line starts a run without setting the retries: the first number gets one send.
 TEST_F(Tick, ARunStartedWithNoRetriesLeftMovesOnAtItsFirstTimeout) {
-    ping::PingTimeout = 1;
+    ping::Run.PingTimeout = 1;
     StartRun(1, 0);
     ping::ICMPCheck();
-    EXPECT_EQ(ping::RetriesLeft, 3);
+    EXPECT_EQ(ping::Run.RetriesLeft, 3);
     ping::ICMPCheck();
     EXPECT_EQ(Sequences(), (std::vector<int>{0, 2, 2}));
 }
 
 TEST_F(Tick, ANegativeTimeoutRunsOutAtTheFirstTick) {
-    ping::PingTimeout = -25536;
+    ping::Run.PingTimeout = -25536;
     StartRun(0, 3);
     ping::ICMPCheck();
     EXPECT_EQ(Field(126), "Timeout, Sent=2");
@@ -130,8 +130,8 @@ TEST_F(Tick, ANegativeTimeoutRunsOutAtTheFirstTick) {
 }
 
 TEST_F(Tick, ASendWithAnUnexpectedStateIsReportedAndMadeAnyway) {
-    ping::PingAuto = 1;
-    ping::IcmpState = ping::ReplyReceived;  // no target set
+    ping::Run.PingAuto = 1;
+    ping::Run.IcmpState = ping::ReplyReceived;  // no target set
     ping::ICMPCheck();
     EXPECT_EQ(frontEnd.printed, "ICMPCheck error, SendICMP and ICMPState=0\n");
     EXPECT_EQ(Sequences(), (std::vector<int>{1}));
@@ -139,13 +139,13 @@ TEST_F(Tick, ASendWithAnUnexpectedStateIsReportedAndMadeAnyway) {
 
 TEST_F(Tick, TheTickPollsTheSocketOfAListener) {
     Settings.Ping.Page = 1;
-    ping::PingListen = 1;
-    ping::IcmpState = ping::TargetSet;
+    ping::Run.PingListen = 1;
+    ping::Run.IcmpState = ping::TargetSet;
     PeerSends(Bytes{8, 0, 0, 0, 0x2C, 0, 0, 0, 'h', 'i', 0, 0});
-    ASSERT_TRUE(peer::WaitReadable((int)ping::IcmpSocket, 2000));
+    ASSERT_TRUE(peer::WaitReadable((int)ping::Run.IcmpSocket, 2000));
     ping::ICMPCheck();
     EXPECT_EQ(frontEnd.printed, Stamp() + ", from  127.0.0.1\nhi\n");
-    EXPECT_EQ(ping::IcmpState, ping::TargetSet) << "a listener never waits for replies";
+    EXPECT_EQ(ping::Run.IcmpState, ping::TargetSet) << "a listener never waits for replies";
 }
 
 class Reopen : public PingTest {};
@@ -154,7 +154,7 @@ class Reopen : public PingTest {};
 // that does not exist fails instead. Either way the run ends.
 TEST_F(Reopen, AReopenThatFailsEndsTheAutomaticRun) {
     bool raw = RawSocketsAllowed();
-    ping::PingAuto = 1;
+    ping::Run.PingAuto = 1;
     HWND window = MainWindow;
     if (raw) MainWindow = nullptr;
     ping::ICMPCheck();
@@ -162,8 +162,8 @@ TEST_F(Reopen, AReopenThatFailsEndsTheAutomaticRun) {
     EXPECT_EQ(frontEnd.printed, "ICMPcheck, Unable to open an ICMP socket ...\n");
     EXPECT_EQ(frontEnd.boxes, std::vector<std::string>{raw ? "Korvel: OpenICMP, AsyncSelect error 10022\n"
                                                             : "Korvel: OpenICMP, Socket error 10013 !!!\n"});
-    EXPECT_EQ(ping::PingAuto, 0);
-    EXPECT_EQ(ping::IcmpSocket, INVALID_SOCKET);
+    EXPECT_EQ(ping::Run.PingAuto, 0);
+    EXPECT_EQ(ping::Run.IcmpSocket, INVALID_SOCKET);
     ping::ICMPCheck();
     EXPECT_EQ(frontEnd.boxes.size(), 1u) << "no second attempt";
 }

@@ -89,11 +89,11 @@ TEST_F(CommandLine, AServerPortThatIsNoNumberIsIgnoredSilently) {
 
 TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {
     EXPECT_EQ(Pass0("-u"), 0) << "a final -u starts nothing";
-    snprintf(ping::PingHost, sizeof ping::PingHost, "%s", "old");
+    snprintf(ping::Run.PingHost, sizeof ping::Run.PingHost, "%s", "old");
     EXPECT_EQ(Pass0("-ping"), 1) << "a final -ping pings the current host";
-    EXPECT_STREQ(ping::PingHost, "old");
+    EXPECT_STREQ(ping::Run.PingHost, "old");
     EXPECT_EQ(Pass0("-ping 127.0.0.1"), 1);
-    EXPECT_STREQ(ping::PingHost, "127.0.0.1");
+    EXPECT_STREQ(ping::Run.PingHost, "127.0.0.1");
 }
 
 TEST_F(CommandLine, AnActionShowsTheWindowMinimizedUnlessShowIsAsked) {

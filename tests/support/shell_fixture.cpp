@@ -43,12 +43,12 @@ void ResetProgramState() {
     ServerSocket = INVALID_SOCKET;
     CloseServerLog();
     ClientOutputFile[0] = '\0';
-    ping::IcmpSocket = INVALID_SOCKET;
-    ping::PingVisible = 1;
+    ping::Run.IcmpSocket = INVALID_SOCKET;
+    ping::Run.PingVisible = 1;
     Settings.Ping.Page = 0;
-    ping::PingAuto = 0;
-    ping::ShowEcho = 1;
-    ping::PingHost[0] = '\0';
+    ping::Run.PingAuto = 0;
+    ping::Run.ShowEcho = 1;
+    ping::Run.PingHost[0] = '\0';
 }
 
 void ShellTest::SetUp() {
