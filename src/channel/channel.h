@@ -37,6 +37,7 @@ enum : uint8_t {
 };
 
 struct FetchRecord;
+struct ChannelRole;
 
 struct Channel {
     uint16_t State;
@@ -65,7 +66,8 @@ struct Channel {
     char PipeName[13];
     uint16_t RequestFlags;
     uint16_t ResponseStatus;
-    FetchRecord* Fetch;
+    FetchRecord* Fetch;       // the grab carried by this Local Client, if any
+    const ChannelRole* Role;  // who handles the events of the slot, set when it is taken
 };
 
 extern Channel Channels[kChannelCount];
@@ -84,7 +86,9 @@ void ResetSlot(Channel& c);
 void CloseChannel(int ch);
 void ChannelTick();
 void LeavingCheck(int ch, int force, int32_t idle);
-void ProgressLine(int ch, uint32_t elapsed);
+
+// The byte counts of a logout: "N bytes received, N bytes sent".
+void PrintByteCounts(HWND window, const Channel& c);
 
 // Posts an event to a channel the way the program does everywhere: a synchronous send of
 // message 1026 + ch, so the handler has run when this returns.

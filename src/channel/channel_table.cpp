@@ -5,10 +5,10 @@
 #include "base/app.h"
 #include "channel/channel.h"
 #include "channel/dispatch.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
-#include "server/cgi.h"
 #include "settings/settings.h"
 
 Channel Channels[kChannelCount];
@@ -29,6 +29,7 @@ void InitChannels() {
         c.RxLogFile = nullptr;
         c.Link = kNoLink;
         c.Fetch = nullptr;
+        c.Role = nullptr;
         c.CgiState = kCgiNone;
         c.RequestFlags = 0;
         c.ResponseStatus = 0;
@@ -104,7 +105,7 @@ void LeavingCheck(int ch, int force, int32_t idle) {
     int16_t due;
     if (Channels[ch].CgiState == kPipeCgi) {
         due = (int16_t)(idle - Settings.Server.SendingTimeout);
-        CGICheck(MainWindow, ch);
+        if (RoleOf(Channels[ch]).Leaving) RoleOf(Channels[ch]).Leaving(MainWindow, ch);
     } else {
         due = (int16_t)(idle - Settings.Server.LeavingTimeout);
     }

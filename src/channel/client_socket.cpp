@@ -8,9 +8,8 @@
 #include "base/print.h"
 #include "base/timestamp.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
-#include "grabber/crawl.h"
-#include "grabber/fetch.h"
 #include "platform/files.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
@@ -70,8 +69,15 @@ bool Resolve(HWND window, const char* host, uint8_t (&address)[4]) {
     return true;
 }
 
+// A Local Client opened with no client session is the proxy's partner of a Remote Client.
+RoleKind LocalRole() {
+    if (ClientOpen == 0) return RoleKind::ProxyClient;
+    return ClientOpen == 2 ? RoleKind::Grab : RoleKind::LocalClient;
+}
+
 void PrepareSlot(Channel& c, SOCKET s) {
     ResetSlot(c);
+    c.Role = RoleFor(LocalRole());
     c.Socket = s;
     c.LocalClient = 1;
     c.State = kWaiting;
@@ -101,16 +107,6 @@ SOCKET Connect(HWND window, int ch, const SOCKADDR_IN& address) {
         return INVALID_SOCKET;
     }
     return s;
-}
-
-// A grab runs with its own time limits, in place of the server's, until it ends.
-void UseGrabTimeouts() {
-    ServerSettings& s = Settings.Server;
-    s.connectionTimeout = Settings.Url.ConnectionTimeout;
-    s.WaitingTimeout = TheFetch.GrabWaitingTimeout;
-    s.LeavingTimeout = Settings.Url.LeavingTimeout;
-    s.PurgingTimeout = Settings.Url.PurgingTimeout;
-    s.SendingTimeout = TheFetch.GrabSendingTimeout;
 }
 
 void OpenLogFile(Channel& c, bool onDisk) {
@@ -172,8 +168,7 @@ int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
     } else {
         EnableMenuItem(GetMenu(window), IDM_SERVER, MF_GRAYED);
         EnableMenuItem(GetMenu(window), IDM_CLIENT, MF_GRAYED);
-        c.Fetch = &TheFetch;
-        UseGrabTimeouts();
+        if (c.Role->Taken) c.Role->Taken(ch);
     }
     ClientOpen = 1;
     ClientConnected = 0;
@@ -188,12 +183,10 @@ int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
 void CloseAllClients() {
     for (int ch = 0; ch < ChannelsInUse(); ++ch) {
         Channel& c = Channels[ch];
-        if (c.Fetch && c.Fetch->NoCrawl == 0) c.Fetch->CrawlFlags = 0;
+        const ChannelRole& role = RoleOf(c);
+        if (role.Abandon) role.Abandon(ch, false);
         if (c.State == kFree || c.State == kLeaving || c.LocalClient != 1) continue;
         CloseChannel(ch);
-        if (c.Fetch && c.Fetch->NoCrawl == 0) {
-            c.Fetch->CrawlFlags = 0;
-            ReleaseLinkLists();
-        }
+        if (role.Abandon) role.Abandon(ch, true);
     }
 }

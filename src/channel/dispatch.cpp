@@ -12,30 +12,13 @@
 #include "base/print.h"
 #include "base/timestamp.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
-#include "grabber/crawl.h"
-#include "grabber/fetch.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
-#include "server/receive.h"
-#include "server/send.h"
 #include "settings/settings.h"
 
 namespace {
-
-void PrintByteCounts(HWND window, const Channel& c) {
-    Print(window, "%lu bytes received, ", (unsigned long)c.RxBytes);
-    Print(window, "%lu bytes sent\n", (unsigned long)c.TxBytes);
-}
-
-void RestoreServerTimeouts(const FetchRecord& fetch) {
-    ServerSettings& s = Settings.Server;
-    s.LeavingTimeout = fetch.SavedTimeouts[0];
-    s.WaitingTimeout = fetch.SavedTimeouts[1];
-    s.SendingTimeout = fetch.SavedTimeouts[2];
-    s.PurgingTimeout = fetch.SavedTimeouts[3];
-    s.connectionTimeout = fetch.SavedTimeouts[4];
-}
 
 void PrintLogLine(HWND window, const char* who, const char* what, int channel, const Channel& c, const char* stamp) {
     Print(window, "\n%s <%d> %s %u.%u.%u.%u:%u,%s \n", who, channel, what, c.PeerAddress[0], c.PeerAddress[1],
@@ -50,35 +33,19 @@ void EndClientSession(HWND window) {
     EnableMenuItem(GetMenu(window), IDM_URL, MF_ENABLED);
 }
 
-// The end of a grab's fetch: retry it, or complete it and take the crawl's next step. Returns
-// true when a new connection was started (the caller then does nothing more).
-bool EndFetch(HWND window, int channel) {
-    Channel& c = Channels[channel];
-    if (RetryFetch(channel)) return true;
-    FetchComplete(window, channel);
-    if (CrawlStep(window) == CrawlResult::Started) return true;
-    if (c.Fetch) RestoreServerTimeouts(*c.Fetch);
-    c.Fetch = nullptr;
-    return false;
-}
-
-// Logout of an interactive or grab Local Client. Returns true when the fetch goes on in
-// another channel.
+// Logout of an interactive or grab Local Client. Returns true when a grab goes on in another
+// channel.
 bool LocalLogout(HWND window, int channel) {
     Channel& c = Channels[channel];
     c.State = kFree;
     c.Connected = 0;
     ClientOpen = 0;
     ClientConnected = 0;
-    if (!c.Fetch) {
+    const ChannelRole& role = RoleOf(c);
+    if (!role.Logout)
         PrintByteCounts(window, c);
-    } else if (c.Fetch->NoCrawl != 0) {
-        PrintByteCounts(window, c);
-        RestoreServerTimeouts(*c.Fetch);
-        c.Fetch = nullptr;
-    } else if (EndFetch(window, channel)) {
+    else if (role.Logout(window, channel) == LogoutResult::FetchGoesOn)
         return true;
-    }
     EndClientSession(window);
     return false;
 }
@@ -120,7 +87,12 @@ void Connected(HWND window, int channel) {
     PrintLogLine(window, "Local Client", "Login", channel, c, stamp);
     if (ClientOpen == 0) return;
     ClientConnected = 1;
-    if (c.Fetch) SendaBuf(window, channel, c.Fetch->Request, (int16_t)strlen(c.Fetch->Request));
+    if (RoleOf(c).Connected) RoleOf(c).Connected(window, channel);
+}
+
+void Read(HWND window, int channel) {
+    const ChannelRole& role = RoleOf(Channels[channel]);
+    if (role.Read) role.Read(window, channel);
 }
 
 void UnknownEvent(HWND window, uint32_t event) {
@@ -128,6 +100,11 @@ void UnknownEvent(HWND window, uint32_t event) {
 }
 
 }  // namespace
+
+void PrintByteCounts(HWND window, const Channel& c) {
+    Print(window, "%lu bytes received, ", (unsigned long)c.RxBytes);
+    Print(window, "%lu bytes sent\n", (unsigned long)c.TxBytes);
+}
 
 int16_t ClientMsg(HWND window, int channel, uint32_t event) {
     Channel& c = Channels[channel];
@@ -139,13 +116,10 @@ int16_t ClientMsg(HWND window, int channel, uint32_t event) {
     if (c.State == kFree) return 0;
     switch (WSAGETSELECTEVENT(event)) {
         case FD_READ:
-            if (c.State != kLeaving) ProcessRead(window, channel);
+            if (c.State != kLeaving) Read(window, channel);
             return 0;
         case FD_WRITE:
-            if (c.State == kSending) {
-                SendBlockOfData(window, channel);
-                if (c.Link != kNoLink) SendMessageA(window, MSG_CHANNEL0 + c.Link, 0, FD_READ);
-            }
+            if (c.State == kSending && RoleOf(c).Write) RoleOf(c).Write(window, channel);
             return 0;
         case FD_CLOSE:
             if (c.State == kLeaving) {
@@ -155,7 +129,7 @@ int16_t ClientMsg(HWND window, int channel, uint32_t event) {
             if (c.State == kPurging) break;
             c.StateTime = ChannelNow();
             c.State = kPurging;
-            ProcessRead(window, channel);
+            Read(window, channel);
             return 0;
         case FD_CONNECT:
             Connected(window, channel);

@@ -7,6 +7,7 @@
 #include "base/print.h"
 #include "base/timestamp.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
 #include "platform/files.h"
 #include "platform/messages.h"
@@ -56,6 +57,7 @@ void Refuse(HWND window) {
 void Accept(HWND window, int ch) {
     Channel& c = Channels[ch];
     ResetSlot(c);
+    c.Role = RoleFor(RoleKind::RemoteClient);
     c.LocalClient = 0;
     c.State = kWaiting;
     c.StateTime = ChannelNow();

@@ -1,5 +1,5 @@
 // The one-second tick: per-state time limits, the polling of waiting and sending channels, the
-// connection-age limits, and the download progress line of a grab.
+// connection-age limits, and the progress line of the channel's role (a grab's download).
 //
 // Every limit is tested as a 16-bit signed difference (idle time minus the setting), so an
 // idle time beyond 32767 s wraps; the program has always counted so.
@@ -7,8 +7,8 @@
 #include "base/app.h"
 #include "base/print.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
-#include "grabber/fetch.h"
 #include "platform/messages.h"
 #include "settings/settings.h"
 
@@ -21,7 +21,7 @@ void StateLimits(int ch, int32_t idle, bool timeoutOn) {
     const ServerSettings& s = Settings.Server;
     switch (c.State) {
         case kWaiting:
-            if (ch == 0 && c.Connected == 1) ProgressLine(0, (uint32_t)idle);
+            if (ch == 0 && c.Connected == 1 && RoleOf(c).Progress) RoleOf(c).Progress(0, (uint32_t)idle);
             if (timeoutOn && Due(idle, s.WaitingTimeout))
                 PostChannelEvent(ch, FD_CLOSE);
             else if (c.Connected == 1)
@@ -67,19 +67,4 @@ void ChannelTick() {
         if (idle > 0 && Channels[ch].State >= kWaiting && Channels[ch].State <= kPurging) StateLimits(ch, idle, timeoutOn);
         if (timeoutOn && Channels[ch].State != kFree) AgeLimits(ch, now);
     }
-}
-
-void ProgressLine(int ch, uint32_t elapsed) {
-    const Channel& c = Channels[ch];
-    const FetchRecord* f = c.Fetch;
-    if (!f || f->NoCrawl != 0 || Settings.Standard.Url != 1 || f->Status != 200) return;
-    uint32_t length = f->ContentLength;
-    if (length == kUnknownLength || length == 0) return;
-    uint32_t received = c.RxBytes - (uint32_t)(int32_t)f->HeaderBytes;
-    uint32_t percent = received * 100 / length;
-    uint32_t rate = elapsed != 0 ? received / elapsed : 0;
-    uint32_t remaining = rate != 0 ? (length - received) / rate : 99999;
-    if ((int32_t)remaining > 99999 || (int32_t)remaining < 0) remaining = 99999;
-    Print(MainWindow, "%03lu%c [%05lu Bytes/s] of %lu bytes, %05lu s %c", (unsigned long)percent, '%',
-          (unsigned long)rate, (unsigned long)length, (unsigned long)remaining, 1);
 }

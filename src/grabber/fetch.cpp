@@ -25,6 +25,7 @@
 #include "settings/settings.h"
 
 FetchRecord TheFetch;
+GrabTimeouts TheGrabTimeouts;
 int16_t GrabActive = 0;
 int16_t RetriesLeft = 0;
 ReferencePage ReferenceUrl;
@@ -94,19 +95,6 @@ bool CopyStartPage(const char* base, const char* file) {
     return false;
 }
 
-void TakeGrabTimeouts() {
-    ServerSettings& s = Settings.Server;
-    Settings.Server.ServerMode |= EnableTimeout;
-    int16_t* saved = TheFetch.SavedTimeouts;
-    saved[0] = s.LeavingTimeout;
-    saved[1] = s.WaitingTimeout;
-    saved[2] = s.SendingTimeout;
-    saved[3] = s.PurgingTimeout;
-    saved[4] = s.connectionTimeout;
-    TheFetch.GrabWaitingTimeout = (int16_t)(Settings.Url.ConnectionTimeout + 1);
-    TheFetch.GrabSendingTimeout = s.SendingTimeout;
-}
-
 // What stands in the local file until the document arrives.
 void PrepareLocalFile(int16_t kind, bool fromDisk, const UrlRecord& start) {
     if (kind == kFetchSaveAs) {
@@ -134,11 +122,6 @@ bool PrepareGrab(int16_t kind, UrlRecord& start, bool& fromDisk) {
     snprintf(HomeBase, sizeof HomeBase, "%s/", Settings.Url.HomeDir);
     ToUnixSlashes(HomeBase);
     return true;
-}
-
-void PrintByteCounts(HWND window, const Channel& c) {
-    Print(window, "%lu bytes received, ", (unsigned long)c.RxBytes);
-    Print(window, "%lu bytes sent\n", (unsigned long)c.TxBytes);
 }
 
 void WriteReportRecord(FILE* report, const Channel& c) {
@@ -177,6 +160,14 @@ void HeaderVerdict(HWND window, const Channel& c, FILE* report) {
 }
 
 }  // namespace
+
+void TakeGrabTimeouts() {
+    ServerSettings& s = Settings.Server;
+    s.ServerMode |= EnableTimeout;
+    TheGrabTimeouts.Saved = {s.LeavingTimeout, s.WaitingTimeout, s.SendingTimeout, s.PurgingTimeout, s.connectionTimeout};
+    TheGrabTimeouts.Waiting = (int16_t)(Settings.Url.ConnectionTimeout + 1);
+    TheGrabTimeouts.Sending = s.SendingTimeout;
+}
 
 void ResetGrabDefaults() {
     ReferenceUrl = ReferencePage{};

@@ -48,14 +48,28 @@ struct FetchRecord {
     uint32_t ContentLength;
     uint8_t IsHtml;
     char ContentType[81];
-    // Server.LeavingTimeout, WaitingTimeout, SendingTimeout, PurgingTimeout, connectionTimeout
-    // as they were when the grab started.
-    int16_t SavedTimeouts[5];
-    int16_t GrabWaitingTimeout;
-    int16_t GrabSendingTimeout;
+};
+
+// The server's time limits, which a grab's connections replace with their own while it runs.
+struct ServerTimeouts {
+    int16_t Leaving;
+    int16_t Waiting;
+    int16_t Sending;
+    int16_t Purging;
+    int16_t Connection;
+};
+
+// The time limits of a grab: the server's as they were when it started, restored when it
+// ends. Each time one of its connections is opened the grab's own are put in their place: the
+// waiting and sending limits fixed when it started, the others as [Url] says at that moment.
+struct GrabTimeouts {
+    ServerTimeouts Saved;
+    int16_t Waiting;
+    int16_t Sending;
 };
 
 extern FetchRecord TheFetch;
+extern GrabTimeouts TheGrabTimeouts;
 extern int16_t GrabActive;   // 1 from StartFetch on; STOP clears it, which stops every retry
 extern int16_t RetriesLeft;  // attempts left for the current document
 
@@ -75,6 +89,8 @@ void ResetGrabDefaults();
 // Starts a grab; 1 when the first connection was started, 0 when the grab could not start.
 int16_t StartFetch(int16_t kind, const char* url, const char* saveName);
 int16_t BuildRequest(UrlRecord record);
+// Keeps the server's time limits and works out the grab's own (at the start of a grab).
+void TakeGrabTimeouts();
 // 1 when a new connection for the same document was started. ch is the channel of the attempt
 // that ended, or -1 when OpenClient has just failed.
 int16_t RetryFetch(int ch);

@@ -1,5 +1,6 @@
 // Receiving: ProcessRead drains a channel's socket block by block; each block is logged,
-// shown, relayed or cut into lines. A line that fills the 200-byte buffer is an Extended Cmd:
+// shown, relayed or cut into lines: request lines for the request processor, and while the
+// channel's role reads a response header (a grab), header lines for that role. A line that fills the 200-byte buffer is an Extended Cmd:
 // its pieces go to the file "ext<ch>.txt" and the request processor reads it back whole.
 
 #include "server/receive.h"
@@ -12,8 +13,8 @@
 #include "base/print.h"
 #include "base/textio.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "channel/sockets.h"
-#include "grabber/fetch.h"
 #include "platform/files.h"
 #include "server/request.h"
 #include "server/send.h"
@@ -35,7 +36,8 @@ int BlockMode(const Channel& c) {
     int mode = 0;
     if (Mode() & TextMode) mode |= kCutText;
     if (Mode() & ExecuteReceivedCommands) mode |= kCutRequest;
-    if (c.Fetch && c.Fetch->HeaderPhase != kHeaderDone) mode |= kCutHeader | kCutText;
+    const ChannelRole& role = RoleOf(c);
+    if (role.HeaderPending && role.HeaderPending(c)) mode |= kCutHeader | kCutText;
     return mode;
 }
 
@@ -98,37 +100,6 @@ bool AppendExtCmd(HWND window, int ch, int length, bool openIfNeeded) {
     return true;
 }
 
-// The response header of a grab ended: what follows in this block is body, and the output
-// file is created afresh for it.
-void HeaderDone(HWND window, Channel& c, const char* rest, int restLength) {
-    FetchRecord& f = *c.Fetch;
-    if (c.RxLogFile) fclose(c.RxLogFile);
-    c.RxLogFile = nullptr;
-    if (!(Mode() & ShowReceivedData) && f.Status != 0) {
-        Print(window, "Status = %d", f.Status);
-        if (f.ContentLength == kUnknownLength)
-            Print(window, ", Data Length to be received = ?");
-        else
-            Print(window, ", Data Length to be received = %ld", (long)(int32_t)f.ContentLength);
-        if (f.ContentType[0] != '\0') Print(window, "\nContent-Type: %s", f.ContentType);
-        Print(window, "\n");
-    }
-    c.RxLogFile = FileOpen(ClientOutputFile, "w+b");
-    if (c.RxLogFile && restLength > 0) fwrite(rest, 1, (size_t)restLength, c.RxLogFile);
-}
-
-// A buffer-full line of a grab's header: a first line this long means there is no header at
-// all and everything is body.
-void LongHeaderLine(Channel& c, int& mode, int length) {
-    FetchRecord& f = *c.Fetch;
-    if (f.HeaderPhase == kAwaitStatusLine) {
-        f.HeaderPhase = kHeaderDone;
-        mode = 0;
-    } else {
-        f.HeaderBytes = (int16_t)(f.HeaderBytes + length);
-    }
-}
-
 // A line has been completed in Line (LineFill bytes). Returns false when the channel closed.
 bool LineComplete(HWND window, int ch, int& mode, const char* block, int next, int n) {
     Channel& c = Channels[ch];
@@ -142,11 +113,7 @@ bool LineComplete(HWND window, int ch, int& mode, const char* block, int next, i
     if (mode & kCutRequest) {
         ProcessRequest(window, ch);
     } else if (mode & kCutHeader) {
-        ParseResponseHeader(window, ch);
-        if (c.Fetch && c.Fetch->HeaderPhase == kHeaderDone) {
-            HeaderDone(window, c, block + next, n - next);
-            mode = 0;
-        }
+        if (RoleOf(c).HeaderLine(window, ch, block + next, n - next)) mode = 0;
     }
     return true;
 }
@@ -157,7 +124,7 @@ bool LineFeed(HWND window, int ch, int& mode, const char* block, int next, int n
     if (length < kLineUsable) {
         if (c.ExtCmdOpen && !AppendExtCmd(window, ch, length, false)) return false;
     } else if (mode & kCutHeader) {
-        LongHeaderLine(c, mode, length);
+        if (RoleOf(c).LongHeaderLine(ch, length)) mode = 0;
         c.LineFill = 0;
     } else if (mode & kCutRequest) {
         if (!AppendExtCmd(window, ch, length, true)) return false;
@@ -173,9 +140,9 @@ bool LineFeed(HWND window, int ch, int& mode, const char* block, int next, int n
 
 bool BufferFull(HWND window, int ch, int& mode) {
     Channel& c = Channels[ch];
-    if (mode & kCutHeader)
-        LongHeaderLine(c, mode, kLineUsable);
-    else if ((mode & kCutRequest) && !AppendExtCmd(window, ch, kLineUsable, true))
+    if (mode & kCutHeader) {
+        if (RoleOf(c).LongHeaderLine(ch, kLineUsable)) mode = 0;
+    } else if ((mode & kCutRequest) && !AppendExtCmd(window, ch, kLineUsable, true))
         return false;
     c.LineLength = 0;
     c.LineFill = 0;
@@ -280,40 +247,5 @@ int16_t ProcessRead(HWND window, int ch) {
         avail = c.Socket != INVALID_SOCKET ? Waiting(c.Socket) : 0;
     }
     if (c.State == kPurging && avail == 0) CloseChannel(ch);
-    return 0;
-}
-
-int16_t ParseResponseHeader(HWND window, int ch) {
-    Channel& c = Channels[ch];
-    if (!c.Fetch) return 0;
-    FetchRecord& f = *c.Fetch;
-    f.HeaderBytes = (int16_t)(f.HeaderBytes + c.LineLength);
-    int16_t last = (int16_t)c.LineLength;
-    char word[kLineSize];
-    if (f.HeaderPhase == kAwaitStatusLine && c.LineLength >= 4 && strncmp(c.Line, "HTTP", 4) == 0) {
-        f.HeaderPhase = kReadingHeader;
-        int16_t position = 0;
-        NextWord(c.Line, position, last, word, sizeof word);
-        if (NextWord(c.Line, position, last, word, sizeof word) > 0) sscanf(word, "%hd", &f.Status);
-    }
-    if (f.HeaderPhase != kReadingHeader) return 0;
-    int16_t position = 0;
-    if (NextWord(c.Line, position, last, word, sizeof word) == 0) {
-        f.HeaderPhase = kHeaderDone;
-        return 0;
-    }
-    for (char* p = word; *p; ++p)
-        if (*p >= 'A' && *p <= 'Z') *p = (char)(*p - 'A' + 'a');
-    char value[kLineSize];
-    if (strcmp(word, "content-length:") == 0) {
-        long length;
-        if (NextWord(c.Line, position, last, value, sizeof value) > 0 && sscanf(value, "%ld", &length) == 1)
-            f.ContentLength = (uint32_t)length;
-    } else if (strcmp(word, "content-type:") == 0) {
-        if (NextWord(c.Line, position, last, value, sizeof value) > 0) {
-            if (strcmp(value, "text/html") != 0) f.IsHtml = 0;
-            CopyText(f.ContentType, value);
-        }
-    }
     return 0;
 }

@@ -10,4 +10,3 @@
 #include "platform/wintypes.h"
 
 int16_t ProcessRead(HWND window, int ch);
-int16_t ParseResponseHeader(HWND window, int ch);

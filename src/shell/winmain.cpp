@@ -7,11 +7,13 @@
 #include "channel/sockets.h"
 #include "channel/statistics.h"
 #include "grabber/fetch.h"
+#include "grabber/grab_client.h"
 #include "grabber/tags.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
+#include "server/roles.h"
 #include "settings/settings.h"
 #include "shell/cmdline.h"
 #include "shell/console.h"
@@ -93,6 +95,8 @@ int WinMain(HINSTANCE instance, HINSTANCE, char* commandLine, int show) {
     StatisticsDialog = CreateDialogParamA(hInst, "DIALOG_4", MainWindow, StatisticsDlgProc, 0);
     PingDialog = CreateDialogParamA(hInst, "DIALOG_8", nullptr, PingDlgProc, 0);
     InitChannels();
+    RegisterServerRoles();
+    RegisterGrabRole();
     TAGinit();
     if (StartWinsock() != 1) {
         Print(MainWindow, "%s\n", "!!! Unable to find WSA !!!");

@@ -7,7 +7,9 @@
 #include <string>
 
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "grabber/fetch.h"
+#include "grabber/grab_client.h"
 #include "platform/clock.h"
 #include "server/receive.h"
 #include "settings/settings.h"
@@ -35,6 +37,7 @@ protected:
     }
     Channel& Take(int ch, uint16_t state, int idle, int age = 0, uint16_t connected = 1) {
         Channel& c = Channels[ch];
+        c.Role = RoleFor(RoleKind::RemoteClient);
         c.State = state;
         c.Connected = connected;
         c.StateTime = (uint32_t)(kNow - idle);

@@ -14,6 +14,7 @@
 
 #include "base/textio.h"
 #include "channel/channel.h"
+#include "channel/role.h"
 #include "platform/clock.h"
 #include "server/request.h"
 #include "server/send.h"
@@ -57,6 +58,7 @@ protected:
     // A connected channel between requests, as a client left it.
     void Waiting(int ch) {
         Channel& c = Channels[ch];
+        c.Role = RoleFor(RoleKind::RemoteClient);
         c.State = kWaiting;
         c.Connected = 1;
         c.Socket = INVALID_SOCKET;
@@ -220,6 +222,7 @@ class LeavingCgiTest : public CgiTest {
 protected:
     void SetUp() override {
         CgiTest::SetUp();
+        Channels[4].Role = RoleFor(RoleKind::RemoteClient);
         Channels[4].State = kLeaving;
         Channels[4].Socket = INVALID_SOCKET;
         Channels[4].CgiState = kPipeCgi;

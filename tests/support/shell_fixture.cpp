@@ -1,14 +1,16 @@
-#include "channel/statistics.h"
-#include "ping/ping_dialog.h"
 #include "support/shell_fixture.h"
 
 #include <cstring>
 
 #include "channel/channel.h"
 #include "channel/sockets.h"
+#include "channel/statistics.h"
+#include "grabber/grab_client.h"
 #include "ping/icmp.h"
+#include "ping/ping_dialog.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
+#include "server/roles.h"
 #include "settings/settings.h"
 #include "shell/console.h"
 #include "shell/shell.h"
@@ -39,6 +41,8 @@ void ResetProgramState() {
     for (auto& proc : DialogProcedures) proc = nullptr;
     memset(Channels, 0, sizeof Channels);
     InitChannels();
+    RegisterServerRoles();
+    RegisterGrabRole();
     for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
     ServerSocket = INVALID_SOCKET;
     CloseServerLog();

@@ -1,0 +1,37 @@
+#include "server/roles.h"
+
+#include "base/app.h"
+#include "channel/channel.h"
+#include "channel/role.h"
+#include "platform/messages.h"
+#include "server/cgi.h"
+#include "server/receive.h"
+#include "server/send.h"
+
+void ReceiveOnChannel(HWND window, int ch) { ProcessRead(window, ch); }
+
+void SendOnChannel(HWND window, int ch) {
+    SendBlockOfData(window, ch);
+    if (Channels[ch].Link != kNoLink) SendMessageA(window, MSG_CHANNEL0 + Channels[ch].Link, 0, FD_READ);
+}
+
+void CheckCgiOfChannel(HWND window, int ch) { CGICheck(window, ch); }
+
+namespace {
+
+// The three differ only in what the channel floor does with them: the proxy's partner logs
+// out without byte counts, the interactive client ends the client session.
+const ChannelRole kServerChannel = {
+    ReceiveOnChannel, SendOnChannel, nullptr,  // no request is sent on connect
+    nullptr, nullptr, nullptr,                 // no response header is read
+    nullptr, nullptr, nullptr,                 // nothing of a grab to take, end or abandon
+    CheckCgiOfChannel, nullptr,
+};
+
+}  // namespace
+
+void RegisterServerRoles() {
+    RegisterRole(RoleKind::RemoteClient, &kServerChannel);
+    RegisterRole(RoleKind::ProxyClient, &kServerChannel);
+    RegisterRole(RoleKind::LocalClient, &kServerChannel);
+}
