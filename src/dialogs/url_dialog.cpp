@@ -12,6 +12,7 @@
 #include "dialogs/dialogs.h"
 #include "grabber/browser.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "platform/messages.h"
 #include "settings/settings.h"
 
@@ -77,9 +78,9 @@ void ShowFields(HWND dialog) {
     DlgPrintf(dialog, 0, kLeaving, "%d", u.LeavingTimeout);
     DlgPrintf(dialog, 0, kMaxUrl, "%u", (unsigned)(int)u.MaxURL);
     DlgPrintf(dialog, 0, kMaxImages, "%u", (unsigned)(int)u.MaxIMG);
-    DlgPrintf(dialog, 0, kLevels, "%d", Levels);
+    DlgPrintf(dialog, 0, kLevels, "%d", Settings.UrlRun.Levels);
     DlgPrintf(dialog, 0, kPrefix, "%s", u.Prefix);
-    DlgPrintf(dialog, 0, kIndex, "%s", Index);
+    DlgPrintf(dialog, 0, kIndex, "%s", Settings.UrlRun.Index);
 }
 
 void EnableStarts(HWND dialog, bool enabled) {
@@ -99,8 +100,8 @@ void ShowChoices(HWND dialog) {
     int scope = u.All == 1 ? kAll : u.All == 2 ? kSamePath : u.All == 3 ? kDownPath : kLocal;
     CheckRadioButton(dialog, kAll, kDownPath, scope);
     CheckRadioButton(dialog, kAutoName, kUsePrefix, u.AutoName != 0 ? kAutoName : kUsePrefix);
-    CheckDlgButton(dialog, kCheckHeader, CheckHtmlHeader != 0);
-    CheckDlgButton(dialog, kTrailer, AddPageTrailer != 0);
+    CheckDlgButton(dialog, kCheckHeader, Settings.UrlRun.CheckHtmlHeader != 0);
+    CheckDlgButton(dialog, kTrailer, Settings.UrlRun.AddPageTrailer != 0);
 }
 
 // Idle (start buttons usable, STOP grey) or busy (only STOP, CANCEL, the edits, the Text and
@@ -125,8 +126,8 @@ void ReadNumbers(HWND dialog) {
     ScanSigned(dialog, kTimeout, u.ConnectionTimeout);
     ScanSigned(dialog, kPurging, u.PurgingTimeout);
     ScanSigned(dialog, kLeaving, u.LeavingTimeout);
-    ScanSigned(dialog, kLevels, Levels);
-    if (Levels <= 0) Levels = 1;
+    ScanSigned(dialog, kLevels, Settings.UrlRun.Levels);
+    if (Settings.UrlRun.Levels <= 0) Settings.UrlRun.Levels = 1;
     uint16_t value;
     if (ScanUnsigned(dialog, kMaxUrl, value)) u.MaxURL = (int16_t)value;
     if (ScanUnsigned(dialog, kMaxImages, value)) u.MaxIMG = (int16_t)value;
@@ -136,7 +137,7 @@ void ReadNumbers(HWND dialog) {
 // Only the first word of the index counts, cut to three characters.
 void ReadIndex(HWND dialog) {
     char word[1000];
-    if (DlgScanf(dialog, 0, kIndex, "%999s", word) > 0) CopyText(Index, word, 3);
+    if (DlgScanf(dialog, 0, kIndex, "%999s", word) > 0) CopyText(Settings.UrlRun.Index, word, 3);
 }
 
 void ReadTexts(HWND dialog) {
@@ -149,8 +150,8 @@ void ReadTexts(HWND dialog) {
 }
 
 void Start(HWND dialog, int button) {
-    CheckHtmlHeader = IsDlgButtonChecked(dialog, kCheckHeader) ? 1 : 0;
-    AddPageTrailer = IsDlgButtonChecked(dialog, kTrailer) ? 1 : 0;
+    Settings.UrlRun.CheckHtmlHeader = IsDlgButtonChecked(dialog, kCheckHeader) ? 1 : 0;
+    Settings.UrlRun.AddPageTrailer = IsDlgButtonChecked(dialog, kTrailer) ? 1 : 0;
     int16_t kind = button == kOkImages ? kFetchImages : button == kLevelN ? kFetchLevels
                    : Settings.Url.Mode != 0 ? kFetchBinary : kFetchText;
     Settings.Standard.Url = pendingVersion;
@@ -179,7 +180,7 @@ void Browse(HWND dialog) {
     if (result == -1)
         Print(MainWindow, "Unable to create box !!! \n");
     else if (result != 0)
-        SetUrl(dialog, SelectedUrl + strlen(kScheme));
+        SetUrl(dialog, Grab.SelectedUrl + strlen(kScheme));
 }
 
 void Paste(HWND dialog) {
@@ -290,7 +291,7 @@ INT_PTR UrlDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
         case kLevelN: Start(dialog, id); return TRUE;
         case kCancel: EndDialog(dialog, IDCANCEL); return TRUE;
         case kStop:
-            GrabActive = 0;
+            Grab.GrabActive = 0;
             CloseAllClients();
             EndDialog(dialog, IDOK);
             return TRUE;

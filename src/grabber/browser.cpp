@@ -6,6 +6,7 @@
 // grab's naming settings are put back when it closes.
 
 #include "grabber/browser.h"
+#include "grabber/grab.h"
 
 #include <cstdio>
 #include <cstring>
@@ -24,7 +25,6 @@
 #include "platform/messages.h"
 #include "settings/settings.h"
 
-char SelectedUrl[kSelectedUrlSize] = "";
 
 namespace {
 
@@ -99,32 +99,32 @@ void ShowListing(HWND dialog) {
 
 bool OpenLists() {
     if (!OpenLinkLists()) return false;
-    if (PageList.cache && ImageList.cache) return true;
+    if (Grab.PageList.cache && Grab.ImageList.cache) return true;
     ReleaseLinkLists();
     return false;
 }
 
 // The link lists of a running grab would be lost: the browser opens only between grabs.
-bool GrabRunning() { return ClientOpen != 0 && GrabActive != 0; }
+bool GrabRunning() { return ClientOpen != 0 && Grab.GrabActive != 0; }
 
 void Close(HWND dialog, bool withSelection) {
     GetDlgItemTextA(dialog, kBookmarkPath, Settings.UrlBrowser.Book, sizeof Settings.UrlBrowser.Book);
     Settings.Url.All = saved.all;
     Settings.Url.AutoName = saved.autoName;
-    CopyText(Index, saved.index);
+    CopyText(Settings.UrlRun.Index, saved.index);
     ReleaseLinkLists();
     if (!withSelection || urlIndex < 0) {
         EndDialog(dialog, 0);
         return;
     }
-    CopyText(SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
+    CopyText(Grab.SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
     EndDialog(dialog, 1);
 }
 
 void Open(HWND dialog) {
     saved.all = Settings.Url.All;
     saved.autoName = Settings.Url.AutoName;
-    CopyText(saved.index, Index);
+    CopyText(saved.index, Settings.UrlRun.Index);
     Settings.Url.All = 1;
     Settings.Url.AutoName = 0;
     urlIndex = kNothingAnalysed;
@@ -219,15 +219,15 @@ std::string RecordUrl(const UrlRecord& r) {
 
 void ListFound(HWND dialog) {
     UrlRecord record;
-    for (int16_t i = 0; i < PageCount; ++i) {
-        GetSet(&record, kGetRecord, i, PageList.file);
+    for (int16_t i = 0; i < Grab.PageCount; ++i) {
+        GetSet(&record, kGetRecord, i, Grab.PageList.file);
         SendDlgItemMessageA(dialog, kUrls, LB_ADDSTRING, 0, (LPARAM)RecordUrl(record).c_str());
     }
-    for (int16_t i = 0; i < ImageCount; ++i) {
-        GetSet(&record, kGetRecord, i, ImageList.file);
+    for (int16_t i = 0; i < Grab.ImageCount; ++i) {
+        GetSet(&record, kGetRecord, i, Grab.ImageList.file);
         SendDlgItemMessageA(dialog, kUrls, LB_ADDSTRING, 0, (LPARAM)RecordUrl(record).c_str());
     }
-    if (PageCount > 0 || ImageCount > 0) {
+    if (Grab.PageCount > 0 || Grab.ImageCount > 0) {
         urlIndex = 0;
         SendDlgItemMessageA(dialog, kUrls, LB_SETCURSEL, 0, 0);
     }
@@ -237,10 +237,10 @@ void AnalysePage(HWND dialog) {
     urlIndex = kNothingFound;
     SendDlgItemMessageA(dialog, kUrls, LB_RESETCONTENT, 0, 0);
     Settings.Url.All = 1;
-    PageCount = 0;
-    ImageCount = 0;
-    PageList.block = 0;
-    ImageList.block = 0;
+    Grab.PageCount = 0;
+    Grab.ImageCount = 0;
+    Grab.PageList.block = 0;
+    Grab.ImageList.block = 0;
 
     char host[kUrlHostSize] = "2mypc", type[kUrlTypeSize], file[kUrlFileSize], base[kUrlBaseSize] = "/";
     int16_t port = 80;
@@ -263,7 +263,7 @@ void AnalysePage(HWND dialog) {
         Print(MainWindow, "URL format error ...\n");
         return;
     }
-    GetSet(&record, kSetRecord, 0, PageList.file);
+    GetSet(&record, kSetRecord, 0, Grab.PageList.file);
     BrowsePage(browseFile, record.host, record.base, 0, 0, record.port);
     ImgBrowser(browseFile, record.host, record.base, ImageTags, record.port);
     ListFound(dialog);
@@ -271,21 +271,21 @@ void AnalysePage(HWND dialog) {
 
 void ReferenceFromSelection(HWND dialog) {
     if (urlIndex < 0) return;
-    CopyText(SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
-    SetDlgItemTextA(dialog, kReference, SelectedUrl + strlen(kScheme));
+    CopyText(Grab.SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
+    SetDlgItemTextA(dialog, kReference, Grab.SelectedUrl + strlen(kScheme));
     AnalysePage(dialog);
 }
 
 void AddBookmark(HWND dialog) {
     if (urlIndex < 0) return;
-    CopyText(SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
+    CopyText(Grab.SelectedUrl, ListText(dialog, kUrls, urlIndex).c_str());
     GetDlgItemTextA(dialog, kBookmarkPath, Settings.UrlBrowser.Book, sizeof Settings.UrlBrowser.Book);
     FILE* book = FileOpen(Settings.UrlBrowser.Book, "a+b");
     if (!book) {
         Print(MainWindow, "UrlBrowser, unable to open file %s !!!\n", Settings.UrlBrowser.Book);
         return;
     }
-    fprintf(book, "<a href=\"%s\">%s</a><br>\r\n", SelectedUrl, SelectedUrl);
+    fprintf(book, "<a href=\"%s\">%s</a><br>\r\n", Grab.SelectedUrl, Grab.SelectedUrl);
     fclose(book);
 }
 

@@ -5,11 +5,6 @@
 
 #include "platform/ui.h"
 
-constexpr int kSelectedUrlSize = 512;
-
-// The URL chosen in the browser, "http://" included.
-extern char SelectedUrl[kSelectedUrlSize];
-
 extern const DialogTemplate kUrlBrowserTemplate;
 
 INT_PTR UrlBrowserDlgProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);

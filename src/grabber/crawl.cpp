@@ -13,6 +13,7 @@
 // after a successful OpenClient but return.
 
 #include "grabber/crawl.h"
+#include "grabber/grab.h"
 
 #include <cstring>
 
@@ -28,20 +29,13 @@
 #include "platform/ui.h"
 #include "settings/settings.h"
 
-int16_t ImageGrab = 0;
-int16_t Order = 0;
-int16_t PageIndex = 0;
-int16_t BrowsedUpTo = 0;
-int16_t ImagesDone = 0;
-int16_t ImageIndex = 0;
-int16_t ImagesPending = 0;
 
 namespace {
 
 // The PageList record of the page the crawl works on; it stays as read last.
 UrlRecord Page;
 
-bool Browsable(const UrlRecord& r) { return CheckHtmlHeader == 0 || r.isHtml != 0; }
+bool Browsable(const UrlRecord& r) { return Settings.UrlRun.CheckHtmlHeader == 0 || r.isHtml != 0; }
 
 // A five-digit counter, overwritten in place by the next one.
 void Tick(HWND window, int n) { Print(window, "%05d\b\b\b\b\b", n); }
@@ -56,15 +50,15 @@ void UseLocalFile(const UrlRecord& r) { GrabFile(ClientOutputFile, r.localName);
 
 // Reads PageList record `index` into Page with the fetch's verdict on its type.
 void RecordFetchedPage(int16_t index) {
-    GetSet(&Page, kGetRecord, index, PageList.file);
-    Page.isHtml = TheFetch.IsHtml;
-    GetSet(&Page, kSetRecord, index, PageList.file);
+    GetSet(&Page, kGetRecord, index, Grab.PageList.file);
+    Page.isHtml = Grab.Fetch.IsHtml;
+    GetSet(&Page, kSetRecord, index, Grab.PageList.file);
 }
 
 // Opens the connection of the document BuildRequest has prepared. False when no attempt
 // could be started: the document is skipped.
 bool OpenNext(HWND window) {
-    if (OpenClient(window, TheFetch.connectHost, 0, (uint16_t)TheFetch.connectPort) >= 0) return true;
+    if (OpenClient(window, Grab.Fetch.connectHost, 0, (uint16_t)Grab.Fetch.connectPort) >= 0) return true;
     if (RetryFetch(-1)) return true;
     Print(window, "0 bytes received\n");
     Print(window, "0 bytes sent\n");
@@ -74,96 +68,96 @@ bool OpenNext(HWND window) {
 }
 
 void PrepareFetch(const UrlRecord& r) {
-    CopyText(TheFetch.file, r.file);
+    CopyText(Grab.Fetch.file, r.file);
     UseLocalFile(r);
     BuildRequest(r);
 }
 
 // The empty line that ends the request.
 void EndRequest() {
-    char* request = TheFetch.Request;
-    size_t used = strnlen(request, sizeof TheFetch.Request - 1);
-    snprintf(request + used, sizeof TheFetch.Request - used, "\r\n");
+    char* request = Grab.Fetch.Request;
+    size_t used = strnlen(request, sizeof Grab.Fetch.Request - 1);
+    snprintf(request + used, sizeof Grab.Fetch.Request - used, "\r\n");
 }
 
 void StartPageStep(HWND window) {
-    Order = 0;
-    TheFetch.CrawlFlags &= (uint16_t)~kCrawlStartPage;
-    PageCount = 1;
-    PageIndex = 1;
-    BrowsedUpTo = 1;
+    Grab.Order = 0;
+    Grab.Fetch.CrawlFlags &= (uint16_t)~kCrawlStartPage;
+    Grab.PageCount = 1;
+    Grab.PageIndex = 1;
+    Grab.BrowsedUpTo = 1;
     RecordFetchedPage(0);
     if (Browsable(Page)) {
         Print(window, "Browsing Reference Page ...\n");
-        BrowsePage(ClientOutputFile, Page.host, Page.base, 0, AddPageTrailer, Page.port);
+        BrowsePage(ClientOutputFile, Page.host, Page.base, 0, Settings.UrlRun.AddPageTrailer, Page.port);
         CopyWorkBack();
-        Print(window, "Order %d, %d URL(s) detected\n", Order + 1, PageCount - 1);
+        Print(window, "Order %d, %d URL(s) detected\n", Grab.Order + 1, Grab.PageCount - 1);
     }
-    if (PageCount > 1) Print(window, "Creating Html Pages... ");
-    for (int16_t i = 1; i < PageCount; ++i) {
+    if (Grab.PageCount > 1) Print(window, "Creating Html Pages... ");
+    for (int16_t i = 1; i < Grab.PageCount; ++i) {
         Tick(window, i + 1);
         Url_Miss(i);
     }
     Print(window, "\n");
-    if (PageCount > 1) {
-        TheFetch.CrawlFlags |= kCrawlLevels;
-        PageIndex = 1;
+    if (Grab.PageCount > 1) {
+        Grab.Fetch.CrawlFlags |= kCrawlLevels;
+        Grab.PageIndex = 1;
     } else {
-        PageCount = 0;
-        PageIndex = 0;
+        Grab.PageCount = 0;
+        Grab.PageIndex = 0;
     }
 }
 
 // The page just fetched: its record, then its images listed and stand-in files made for
 // them. Returns true when a batch of images is to be fetched.
 bool ListImages(HWND window) {
-    FetchRecord& f = TheFetch;
+    FetchRecord& f = Grab.Fetch;
     // In a LEVEL_N grab the image list grows from page to page; it starts afresh only with
     // the start page.
-    if (!(f.CrawlFlags & kCrawlLevels) || PageIndex == 1) {
-        ImageCount = 0;
-        ImagesDone = 0;
+    if (!(f.CrawlFlags & kCrawlLevels) || Grab.PageIndex == 1) {
+        Grab.ImageCount = 0;
+        Grab.ImagesDone = 0;
     }
-    if (ImageGrab == 1) {
+    if (Grab.ImageGrab == 1) {
         RecordFetchedPage(0);
         if (Browsable(Page)) {
             Print(window, "Marking Reference Page ...\n");
-            MarkPage(ClientOutputFile, Page.host, Page.base, kMarkAbsolute, 0, AddPageTrailer, Page.port);
+            MarkPage(ClientOutputFile, Page.host, Page.base, kMarkAbsolute, 0, Settings.UrlRun.AddPageTrailer, Page.port);
             CopyWorkBack();
         }
-    } else if (PageIndex >= 1) {
-        RecordFetchedPage((int16_t)(PageIndex - 1));
+    } else if (Grab.PageIndex >= 1) {
+        RecordFetchedPage((int16_t)(Grab.PageIndex - 1));
     }
     if (Browsable(Page)) {
         Print(window, "Browsing Image(s) ...\n");
         ImgBrowser(ClientOutputFile, f.host, f.base, ImageTags, f.port);
         CopyWorkBack();  // whatever the pass wrote, or what tmp.txt last held
-        Print(window, "%d image(s) detected\n", ImageCount - ImagesDone);
+        Print(window, "%d image(s) detected\n", Grab.ImageCount - Grab.ImagesDone);
     }
-    for (int16_t i = ImagesDone; i < ImageCount; ++i) Url_Empty(i, 0);
-    bool batch = ImageCount != ImagesDone;
+    for (int16_t i = Grab.ImagesDone; i < Grab.ImageCount; ++i) Url_Empty(i, 0);
+    bool batch = Grab.ImageCount != Grab.ImagesDone;
     if (batch) {
         f.CrawlFlags |= kCrawlImageBatch;
-        ImagesPending = (int16_t)(ImageCount - ImagesDone);
-        ImageIndex = ImagesDone;
+        Grab.ImagesPending = (int16_t)(Grab.ImageCount - Grab.ImagesDone);
+        Grab.ImageIndex = Grab.ImagesDone;
     } else {
         f.CrawlFlags &= (uint16_t)~kCrawlImageBatch;
     }
-    ImagesDone = ImageCount;
+    Grab.ImagesDone = Grab.ImageCount;
     return batch;
 }
 
 // The next image of the batch; false when the batch is over.
 bool FetchNextImage(HWND window) {
-    for (++ImageIndex; ImageIndex <= ImageCount; ++ImageIndex) {
+    for (++Grab.ImageIndex; Grab.ImageIndex <= Grab.ImageCount; ++Grab.ImageIndex) {
         UrlRecord r;
-        GetSet(&r, kGetRecord, (int16_t)(ImageIndex - 1), ImageList.file);
+        GetSet(&r, kGetRecord, (int16_t)(Grab.ImageIndex - 1), Grab.ImageList.file);
         PrepareFetch(r);
-        Print(window, "\nasking for image %s%s [%d/%d], save as %s\n", TheFetch.base, TheFetch.file, ImageIndex,
-              ImageCount, ClientOutputFile);
+        Print(window, "\nasking for image %s%s [%d/%d], save as %s\n", Grab.Fetch.base, Grab.Fetch.file, Grab.ImageIndex,
+              Grab.ImageCount, ClientOutputFile);
         EndRequest();
         ClientConnected = 0;
-        RetriesLeft = Settings.Url.Retry;
+        Grab.RetriesLeft = Settings.Url.Retry;
         ClientOpen = 2;
         if (OpenNext(window)) return true;
     }
@@ -171,7 +165,7 @@ bool FetchNextImage(HWND window) {
 }
 
 CrawlResult ImageStep(HWND window) {
-    if (!(TheFetch.CrawlFlags & kCrawlImageBatch) && !ListImages(window)) return CrawlResult::Ended;
+    if (!(Grab.Fetch.CrawlFlags & kCrawlImageBatch) && !ListImages(window)) return CrawlResult::Ended;
     return FetchNextImage(window) ? CrawlResult::Started : CrawlResult::Ended;
 }
 
@@ -179,19 +173,19 @@ CrawlResult ImageStep(HWND window) {
 // next level, and makes stand-by pages for what they found.
 void BrowseLevel(HWND window) {
     Print(window, "Browsing Html Pages...");
-    for (int16_t j = BrowsedUpTo; j <= PageIndex - 2; ++j) {
-        GetSet(&Page, kGetRecord, j, PageList.file);
+    for (int16_t j = Grab.BrowsedUpTo; j <= Grab.PageIndex - 2; ++j) {
+        GetSet(&Page, kGetRecord, j, Grab.PageList.file);
         if (!Browsable(Page)) continue;
         Tick(window, j);
         UseLocalFile(Page);
-        BrowsePage(ClientOutputFile, Page.host, Page.base, j, AddPageTrailer, Page.port);
+        BrowsePage(ClientOutputFile, Page.host, Page.base, j, Settings.UrlRun.AddPageTrailer, Page.port);
         CopyWorkBack();
     }
     Print(window, "\n");
-    BrowsedUpTo = (int16_t)(PageIndex - 1);
-    Print(window, "Order n\xB0%d, %d URL(s) detected\n", Order + 1, PageCount - PageIndex + 1);
-    if (BrowsedUpTo != PageCount) Print(window, "Creating Html Pages...");
-    for (int16_t i = BrowsedUpTo; i < PageCount; ++i) {
+    Grab.BrowsedUpTo = (int16_t)(Grab.PageIndex - 1);
+    Print(window, "Order n\xB0%d, %d URL(s) detected\n", Grab.Order + 1, Grab.PageCount - Grab.PageIndex + 1);
+    if (Grab.BrowsedUpTo != Grab.PageCount) Print(window, "Creating Html Pages...");
+    for (int16_t i = Grab.BrowsedUpTo; i < Grab.PageCount; ++i) {
         Tick(window, i);
         Url_Miss(i);
     }
@@ -201,51 +195,51 @@ void BrowseLevel(HWND window) {
 // The last level's pages are not browsed: their links are pointed at the local copies where
 // those exist, and made absolute elsewhere.
 void ClosingStep(HWND window) {
-    if (BrowsedUpTo < PageIndex - 1) Print(window, "Closing Http Pages ...");
-    for (int16_t j = BrowsedUpTo; j <= PageIndex - 2; ++j) {
-        GetSet(&Page, kGetRecord, j, PageList.file);
+    if (Grab.BrowsedUpTo < Grab.PageIndex - 1) Print(window, "Closing Http Pages ...");
+    for (int16_t j = Grab.BrowsedUpTo; j <= Grab.PageIndex - 2; ++j) {
+        GetSet(&Page, kGetRecord, j, Grab.PageList.file);
         if (!Browsable(Page)) continue;
         Tick(window, j);
         UseLocalFile(Page);
-        MarkPage(ClientOutputFile, Page.host, Page.base, kMarkLocal, j, AddPageTrailer, Page.port);
+        MarkPage(ClientOutputFile, Page.host, Page.base, kMarkLocal, j, Settings.UrlRun.AddPageTrailer, Page.port);
         CopyWorkBack();
     }
     Print(window, "\n");
 }
 
 CrawlResult LevelStep(HWND window) {
-    if (++PageIndex > PageCount + 1) return CrawlResult::Ended;
+    if (++Grab.PageIndex > Grab.PageCount + 1) return CrawlResult::Ended;
     for (;;) {
-        if (PageIndex == PageCount + 1) {
-            if (++Order >= Levels) {
+        if (Grab.PageIndex == Grab.PageCount + 1) {
+            if (++Grab.Order >= Settings.UrlRun.Levels) {
                 ClosingStep(window);
                 return CrawlResult::Ended;
             }
             BrowseLevel(window);
-            if (PageIndex == PageCount + 1) {
+            if (Grab.PageIndex == Grab.PageCount + 1) {
                 ClosingStep(window);  // no new page
                 return CrawlResult::Ended;
             }
         }
-        GetSet(&Page, kGetRecord, (int16_t)(PageIndex - 1), PageList.file);
-        if (TheFetch.CrawlFlags & kCrawlImages) TheFetch.CrawlFlags &= (uint16_t)~kCrawlImageBatch;
+        GetSet(&Page, kGetRecord, (int16_t)(Grab.PageIndex - 1), Grab.PageList.file);
+        if (Grab.Fetch.CrawlFlags & kCrawlImages) Grab.Fetch.CrawlFlags &= (uint16_t)~kCrawlImageBatch;
         PrepareFetch(Page);
-        Print(window, "\nasking for document %s%s [%d/%d], save as %s\n", TheFetch.base, TheFetch.file, PageIndex,
-              PageCount, ClientOutputFile);
+        Print(window, "\nasking for document %s%s [%d/%d], save as %s\n", Grab.Fetch.base, Grab.Fetch.file, Grab.PageIndex,
+              Grab.PageCount, ClientOutputFile);
         EndRequest();
         ClientOpen = 2;
         ClientConnected = 0;
-        RetriesLeft = Settings.Url.Retry;
+        Grab.RetriesLeft = Settings.Url.Retry;
         if (OpenNext(window)) return CrawlResult::Started;
-        if (++PageIndex > PageCount + 1) return CrawlResult::Ended;
+        if (++Grab.PageIndex > Grab.PageCount + 1) return CrawlResult::Ended;
     }
 }
 
 CrawlResult EndStep(HWND window) {
-    TheFetch.CrawlFlags = 0;
+    Grab.Fetch.CrawlFlags = 0;
     ReleaseLinkLists();
     Print(window, "*************\n");
-    Print(window, "* End Of URL* Reference= %s\n", ReferenceName);
+    Print(window, "* End Of URL* Reference= %s\n", Grab.ReferenceName);
     Print(window, "*************\n");
     if (BatchMode) PostQuitMessage(0);
     return CrawlResult::Ended;
@@ -254,21 +248,21 @@ CrawlResult EndStep(HWND window) {
 }  // namespace
 
 void ResetCrawlState() {
-    ImageGrab = 0;
-    Order = 0;
-    PageIndex = 0;
-    BrowsedUpTo = 0;
-    ImagesDone = 0;
-    ImageIndex = 0;
-    ImagesPending = 0;
+    Grab.ImageGrab = 0;
+    Grab.Order = 0;
+    Grab.PageIndex = 0;
+    Grab.BrowsedUpTo = 0;
+    Grab.ImagesDone = 0;
+    Grab.ImageIndex = 0;
+    Grab.ImagesPending = 0;
     Page = UrlRecord{};
 }
 
 CrawlResult CrawlStep(HWND window) {
-    if (TheFetch.CrawlFlags & kCrawlStartPage) StartPageStep(window);
-    if ((TheFetch.CrawlFlags & kCrawlImages) && ImageStep(window) == CrawlResult::Started)
+    if (Grab.Fetch.CrawlFlags & kCrawlStartPage) StartPageStep(window);
+    if ((Grab.Fetch.CrawlFlags & kCrawlImages) && ImageStep(window) == CrawlResult::Started)
         return CrawlResult::Started;
-    if ((TheFetch.CrawlFlags & kCrawlLevels) && LevelStep(window) == CrawlResult::Started)
+    if ((Grab.Fetch.CrawlFlags & kCrawlLevels) && LevelStep(window) == CrawlResult::Started)
         return CrawlResult::Started;
     return EndStep(window);
 }

@@ -7,6 +7,7 @@
 // the dispatcher calls RetryFetch, then FetchComplete and the crawl step.
 
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 
 #include <cstring>
 
@@ -24,13 +25,7 @@
 #include "platform/messages.h"
 #include "settings/settings.h"
 
-FetchRecord TheFetch;
-GrabTimeouts TheGrabTimeouts;
-int16_t GrabActive = 0;
-int16_t RetriesLeft = 0;
-ReferencePage ReferenceUrl;
-char ReferenceName[200] = "";
-char HomeBase[208] = "";
+GrabRecord Grab;
 
 namespace {
 
@@ -53,15 +48,15 @@ void QuitIfBatch() {
 
 void ClearGrabState(int16_t kind) {
     ResetCrawlState();
-    TheFetch.NoCrawl = 0;
-    PageCount = 0;
-    ImageCount = 0;
-    TheFetch.CrawlFlags = 0;
+    Grab.Fetch.NoCrawl = 0;
+    Grab.PageCount = 0;
+    Grab.ImageCount = 0;
+    Grab.Fetch.CrawlFlags = 0;
     if (kind == kFetchImages) {
-        TheFetch.CrawlFlags = kCrawlImages;
-        ImageGrab = 1;
+        Grab.Fetch.CrawlFlags = kCrawlImages;
+        Grab.ImageGrab = 1;
     } else if (kind == kFetchLevels) {
-        TheFetch.CrawlFlags = kCrawlImages | kCrawlStartPage;
+        Grab.Fetch.CrawlFlags = kCrawlImages | kCrawlStartPage;
     }
 }
 
@@ -87,7 +82,7 @@ const char* StartPageName(int16_t kind, const char* file) {
 
 // A start page on this PC's disk is copied into the grab's directory.
 bool CopyStartPage(const char* base, const char* file) {
-    CopyText(TheFetch.connectHost, kLocalHost);
+    CopyText(Grab.Fetch.connectHost, kLocalHost);
     char source[kUrlBaseSize + kUrlFileSize];
     snprintf(source, sizeof source, "%s%s", base, file);
     if (CopyFile(source, ClientOutputFile)) return true;
@@ -117,15 +112,15 @@ bool PrepareGrab(int16_t kind, UrlRecord& start, bool& fromDisk) {
     fromDisk = strcmp(start.host, kLocalHost) == 0;
     if (fromDisk && !CopyStartPage(start.base, start.file)) return false;
     if (!OpenLinkLists()) return false;
-    GetSet(&start, kSetRecord, 0, PageList.file);
-    CopyText(ReferenceName, start.localName);
-    snprintf(HomeBase, sizeof HomeBase, "%s/", Settings.Url.HomeDir);
-    ToUnixSlashes(HomeBase);
+    GetSet(&start, kSetRecord, 0, Grab.PageList.file);
+    CopyText(Grab.ReferenceName, start.localName);
+    snprintf(Grab.HomeBase, sizeof Grab.HomeBase, "%s/", Settings.Url.HomeDir);
+    ToUnixSlashes(Grab.HomeBase);
     return true;
 }
 
 void WriteReportRecord(FILE* report, const Channel& c) {
-    const FetchRecord& f = TheFetch;
+    const FetchRecord& f = Grab.Fetch;
     char port[16] = "";
     if (Settings.Url.ProxyHost[0] == '\0' && f.connectPort != 80)
         snprintf(port, sizeof port, ":%u", (unsigned)(int32_t)f.connectPort);
@@ -141,7 +136,7 @@ void WriteReportRecord(FILE* report, const Channel& c) {
 // The completeness test compares the counted header bytes plus the announced length with
 // every byte received; a status other than 200 is shown but not judged.
 void HeaderVerdict(HWND window, const Channel& c, FILE* report) {
-    const FetchRecord& f = TheFetch;
+    const FetchRecord& f = Grab.Fetch;
     Print(window, "Status %d [OK->200], Header Length %d bytes, Data Length %ld\n", f.Status, f.HeaderBytes,
           (long)(int32_t)f.ContentLength);
     if (report) {
@@ -164,18 +159,18 @@ void HeaderVerdict(HWND window, const Channel& c, FILE* report) {
 void TakeGrabTimeouts() {
     ServerSettings& s = Settings.Server;
     s.ServerMode |= EnableTimeout;
-    TheGrabTimeouts.Saved = {s.LeavingTimeout, s.WaitingTimeout, s.SendingTimeout, s.PurgingTimeout, s.connectionTimeout};
-    TheGrabTimeouts.Waiting = (int16_t)(Settings.Url.ConnectionTimeout + 1);
-    TheGrabTimeouts.Sending = s.SendingTimeout;
+    Grab.Timeouts.Saved = {s.LeavingTimeout, s.WaitingTimeout, s.SendingTimeout, s.PurgingTimeout, s.connectionTimeout};
+    Grab.Timeouts.Waiting = (int16_t)(Settings.Url.ConnectionTimeout + 1);
+    Grab.Timeouts.Sending = s.SendingTimeout;
 }
 
 void ResetGrabDefaults() {
-    ReferenceUrl = ReferencePage{};
+    Grab.ReferenceUrl = ReferencePage{};
     ResetCrawlState();
 }
 
 int16_t BuildRequest(UrlRecord record) {
-    FetchRecord& f = TheFetch;
+    FetchRecord& f = Grab.Fetch;
     CopyText(f.host, record.host);
     CopyText(f.base, record.base);
     f.port = record.port;
@@ -222,17 +217,17 @@ int16_t StartFetch(int16_t kind, const char* url, const char* saveName) {
               (unsigned)(int32_t)start.port, start.base, start.file);
     }
     start.isHtml = 1;
-    CopyText(ReferenceUrl.base, start.base);
-    CopyText(ReferenceUrl.host, start.host);
-    ReferenceUrl.port = start.port;
-    CopyText(TheFetch.file, start.file);
+    CopyText(Grab.ReferenceUrl.base, start.base);
+    CopyText(Grab.ReferenceUrl.host, start.host);
+    Grab.ReferenceUrl.port = start.port;
+    CopyText(Grab.Fetch.file, start.file);
     BuildRequest(start);
-    Append(TheFetch.Request, "\r\n");
+    Append(Grab.Fetch.Request, "\r\n");
 
     bool fromDisk = false;
     if (kind == kFetchSaveAs) {
         CopyText(ClientOutputFile, saveName);
-        CopyText(ReferenceName, saveName);
+        CopyText(Grab.ReferenceName, saveName);
     } else if (!PrepareGrab(kind, start, fromDisk)) {
         QuitIfBatch();
         return 0;
@@ -241,9 +236,9 @@ int16_t StartFetch(int16_t kind, const char* url, const char* saveName) {
     ClientConnected = 0;
     TakeGrabTimeouts();
     PrepareLocalFile(kind, fromDisk, start);
-    GrabActive = 1;
-    RetriesLeft = fromDisk ? 0 : Settings.Url.Retry;
-    if (OpenClient(MainWindow, TheFetch.connectHost, 0, (uint16_t)TheFetch.connectPort) >= 0) return 1;
+    Grab.GrabActive = 1;
+    Grab.RetriesLeft = fromDisk ? 0 : Settings.Url.Retry;
+    if (OpenClient(MainWindow, Grab.Fetch.connectHost, 0, (uint16_t)Grab.Fetch.connectPort) >= 0) return 1;
     if (RetryFetch(-1)) return 1;
     ReleaseLinkLists();
     QuitIfBatch();
@@ -251,19 +246,19 @@ int16_t StartFetch(int16_t kind, const char* url, const char* saveName) {
 }
 
 int16_t RetryFetch(int ch) {
-    if (GrabActive == 0) return 0;
+    if (Grab.GrabActive == 0) return 0;
     if (ch >= 0) {
         const Channel& c = Channels[ch];
         // A fetch that received even one byte is never retried.
         if ((c.Fetch && c.Fetch->NoCrawl != 0) || c.RxBytes != 0) return 0;
     }
     for (;;) {
-        if (--RetriesLeft < 0) return 0;
-        Print(MainWindow, "URL Retry n\xB0%u...\n", (unsigned)(Settings.Url.Retry - RetriesLeft));
+        if (--Grab.RetriesLeft < 0) return 0;
+        Print(MainWindow, "URL Retry n\xB0%u...\n", (unsigned)(Settings.Url.Retry - Grab.RetriesLeft));
         if (ch >= 0) Channels[ch].State = kFree;
         ClientOpen = 2;
         ClientConnected = 0;
-        if (OpenClient(MainWindow, TheFetch.connectHost, 0, (uint16_t)TheFetch.connectPort) >= 0) return 1;
+        if (OpenClient(MainWindow, Grab.Fetch.connectHost, 0, (uint16_t)Grab.Fetch.connectPort) >= 0) return 1;
     }
 }
 
@@ -277,6 +272,6 @@ void FetchComplete(HWND window, int ch) {
         report = FileOpen(path, "a+b");
     }
     if (report) WriteReportRecord(report, c);
-    if (Settings.Standard.Url == 1 && TheFetch.Status != 0) HeaderVerdict(window, c, report);
+    if (Settings.Standard.Url == 1 && Grab.Fetch.Status != 0) HeaderVerdict(window, c, report);
     if (report) fclose(report);
 }

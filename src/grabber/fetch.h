@@ -68,10 +68,6 @@ struct GrabTimeouts {
     int16_t Sending;
 };
 
-extern FetchRecord TheFetch;
-extern GrabTimeouts TheGrabTimeouts;
-extern int16_t GrabActive;   // 1 from StartFetch on; STOP clears it, which stops every retry
-extern int16_t RetriesLeft;  // attempts left for the current document
 
 // The start page of the grab, as the link-scope tests compare with it.
 struct ReferencePage {
@@ -79,9 +75,6 @@ struct ReferencePage {
     char host[81];
     int16_t port;
 };
-extern ReferencePage ReferenceUrl;
-extern char ReferenceName[200];  // local name of the start page, shown by the end banner
-extern char HomeBase[208];       // Url.HomeDir and a '/', every backslash turned into '/'
 
 // Start-up: empties the grab's current URL record and its crawl state words.
 void ResetGrabDefaults();

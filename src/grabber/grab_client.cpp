@@ -1,3 +1,4 @@
+#include "grabber/grab.h"
 #include "grabber/grab_client.h"
 
 #include <cstdio>
@@ -70,15 +71,15 @@ void ProgressLine(int ch, uint32_t elapsed) {
 void SwapInGrabTimeouts() {
     ServerSettings& s = Settings.Server;
     s.connectionTimeout = Settings.Url.ConnectionTimeout;
-    s.WaitingTimeout = TheGrabTimeouts.Waiting;
+    s.WaitingTimeout = Grab.Timeouts.Waiting;
     s.LeavingTimeout = Settings.Url.LeavingTimeout;
     s.PurgingTimeout = Settings.Url.PurgingTimeout;
-    s.SendingTimeout = TheGrabTimeouts.Sending;
+    s.SendingTimeout = Grab.Timeouts.Sending;
 }
 
 void RestoreServerTimeouts() {
     ServerSettings& s = Settings.Server;
-    const ServerTimeouts& saved = TheGrabTimeouts.Saved;
+    const ServerTimeouts& saved = Grab.Timeouts.Saved;
     s.LeavingTimeout = saved.Leaving;
     s.WaitingTimeout = saved.Waiting;
     s.SendingTimeout = saved.Sending;
@@ -135,7 +136,7 @@ void SendRequest(HWND window, int ch) {
 }
 
 void Taken(int ch) {
-    Channels[ch].Fetch = &TheFetch;
+    Channels[ch].Fetch = &Grab.Fetch;
     SwapInGrabTimeouts();
 }
 

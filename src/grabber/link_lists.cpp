@@ -5,6 +5,7 @@
 // been: the files are private to one crawl and are read back only through GetSet. The block
 // in the cache is written back on every block change, changed or not, and never at the end.
 
+#include "grabber/grab.h"
 #include "grabber/link_lists.h"
 
 #include <cstring>
@@ -16,10 +17,6 @@
 #include "platform/files.h"
 #include "settings/settings.h"
 
-LinkList PageList = {nullptr, nullptr, 0};
-LinkList ImageList = {nullptr, nullptr, 0};
-int16_t PageCount = 0;
-int16_t ImageCount = 0;
 
 namespace {
 
@@ -70,7 +67,7 @@ int16_t GetSet(UrlRecord* record, uint16_t op, int16_t index, FILE* list) {
         Print(MainWindow, "GetSet, File = NULL\n");
         return 0;
     }
-    LinkList* owner = list == PageList.file ? &PageList : list == ImageList.file ? &ImageList : nullptr;
+    LinkList* owner = list == Grab.PageList.file ? &Grab.PageList : list == Grab.ImageList.file ? &Grab.ImageList : nullptr;
     if (!owner) {
         Print(MainWindow, "GetSet, invalid File\n");
         return 0;
@@ -105,17 +102,17 @@ int16_t GetSet(UrlRecord* record, uint16_t op, int16_t index, FILE* list) {
 
 bool OpenLinkLists() {
     ReleaseLinkLists();
-    if (!OpenList(PageList, "http.tmp")) return false;
-    if (!OpenList(ImageList, "img.tmp")) {
-        Release(PageList);
+    if (!OpenList(Grab.PageList, "http.tmp")) return false;
+    if (!OpenList(Grab.ImageList, "img.tmp")) {
+        Release(Grab.PageList);
         return false;
     }
-    GiveCache(PageList, "obj.cache");
-    GiveCache(ImageList, "img.cache");
+    GiveCache(Grab.PageList, "obj.cache");
+    GiveCache(Grab.ImageList, "img.cache");
     return true;
 }
 
 void ReleaseLinkLists() {
-    Release(ImageList);
-    Release(PageList);
+    Release(Grab.ImageList);
+    Release(Grab.PageList);
 }

@@ -16,10 +16,6 @@ struct LinkList {
     int16_t block;     // the block number the cache holds
 };
 
-extern LinkList PageList;
-extern LinkList ImageList;
-extern int16_t PageCount;   // records in PageList; record 0 is the start page
-extern int16_t ImageCount;  // records in ImageList
 
 // Values of GetSet's op.
 enum : uint16_t { kGetRecord = 0, kSetRecord = 1 };

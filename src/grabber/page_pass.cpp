@@ -1,3 +1,4 @@
+#include "grabber/grab.h"
 #include "grabber/page_pass.h"
 
 #include <cstring>
@@ -118,7 +119,7 @@ void WriteAbsolute(FILE* out, const char* host, int16_t port, const char* base, 
 void WriteFullLink(FILE* out, const Link& link) {
     if (strcmp(link.host, kLocalHost) != 0)
         WriteAbsolute(out, link.host, link.port, link.base, link.file);
-    else if (strcmp(link.base, HomeBase) == 0)
+    else if (strcmp(link.base, Grab.HomeBase) == 0)
         fputs(link.file, out);
     else
         fprintf(out, "%s%s%s", Settings.Url.FilePrefix, link.base, link.file);

@@ -6,6 +6,7 @@
 #include "base/app.h"
 #include "base/print.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "grabber/link_lists.h"
 #include "grabber/page_pass.h"
 #include "grabber/rewrite.h"
@@ -22,7 +23,7 @@ constexpr const char* kArchives =
 
 void WritePageTrailer(FILE* file, int16_t index) {
     UrlRecord r;
-    if (!GetSet(&r, kGetRecord, index, PageList.file)) return;
+    if (!GetSet(&r, kGetRecord, index, Grab.PageList.file)) return;
     fprintf(file, "<HR><center> URL: http://%s", r.host);
     if (r.port != 80) fprintf(file, ":%u", (unsigned)(int32_t)r.port);
     fprintf(file, "%s%s</center>", r.base, r.file);
@@ -32,7 +33,7 @@ void WritePageTrailer(FILE* file, int16_t index) {
 
 int16_t Url_Empty(int16_t index, int16_t isPage) {
     UrlRecord r;
-    if (!GetSet(&r, kGetRecord, index, isPage ? PageList.file : ImageList.file)) return 0;
+    if (!GetSet(&r, kGetRecord, index, isPage ? Grab.PageList.file : Grab.ImageList.file)) return 0;
     char path[256];
     GrabFile(path, r.localName);
     FILE* file = FileOpen(path, "w+b");
@@ -46,7 +47,7 @@ int16_t Url_Empty(int16_t index, int16_t isPage) {
 
 int16_t Url_Miss(int16_t index) {
     UrlRecord r;
-    if (!GetSet(&r, kGetRecord, index, PageList.file)) return 0;
+    if (!GetSet(&r, kGetRecord, index, Grab.PageList.file)) return 0;
     char work[256], path[256];
     GrabFile(work, "tmp.txt");
     FILE* file = FileOpen(work, "w+b");

@@ -6,6 +6,7 @@
 // new page, up to Url.MaxURL, and gives its link the local name. ImgBrowser does the same for
 // images, up to Url.MaxIMG, and stops the page right there when the limit is reached.
 
+#include "grabber/grab.h"
 #include "grabber/rewrite.h"
 
 #include <cstring>
@@ -32,7 +33,7 @@ void MarkLink(PagePass& pass, const char* host, const char* base, int16_t mode, 
     if (mode == kMarkLocal) {
         Link plain = link;
         SplitAnchor(plain.file, anchor);
-        found = FindRecord(PageList, PageCount, plain, &entry);
+        found = FindRecord(Grab.PageList, Grab.PageCount, plain, &entry);
     }
     FILE* out = pass.Rewrite();
     if (found)
@@ -48,8 +49,8 @@ enum Scope { kInScope, kOtherHost, kOtherPath };
 
 Scope LinkScope(const Link& link) {
     if (Settings.Url.All == 1) return kInScope;
-    if (strcmp(link.host, ReferenceUrl.host) != 0) return kOtherHost;
-    const char* start = ReferenceUrl.base;
+    if (strcmp(link.host, Grab.ReferenceUrl.host) != 0) return kOtherHost;
+    const char* start = Grab.ReferenceUrl.base;
     if (Settings.Url.All == 2 && strcmp(link.base, start) != 0) return kOtherPath;
     if (Settings.Url.All == 3 && strncmp(link.base, start, strlen(start)) != 0) return kOtherPath;
     return kInScope;
@@ -78,12 +79,12 @@ void BrowseLink(PagePass& pass, const char* host, const char* base, int16_t port
     char anchor[kUrlFileSize];
     SplitAnchor(link.file, anchor);
     UrlRecord entry;
-    bool found = FindRecord(PageList, PageCount, link, &entry);
+    bool found = FindRecord(Grab.PageList, Grab.PageCount, link, &entry);
     // The start page is entry 0, so the list can hold Url.MaxURL pages besides it.
-    bool added = !found && PageCount <= Settings.Url.MaxURL;
+    bool added = !found && Grab.PageCount <= Settings.Url.MaxURL;
     if (added) {
         entry = NewRecord(link, Unix2dosName(link.file, 1));
-        GetSet(&entry, kSetRecord, PageCount, PageList.file);
+        GetSet(&entry, kSetRecord, Grab.PageCount, Grab.PageList.file);
     }
     FILE* out = pass.Rewrite();
     if (found || added)
@@ -91,7 +92,7 @@ void BrowseLink(PagePass& pass, const char* host, const char* base, int16_t port
     else
         WriteAbsolute(out, link.host, link.port, link.base, link.file);
     fputc('"', out);
-    if (added) ++PageCount;
+    if (added) ++Grab.PageCount;
 }
 
 // Returns true when the image limit has been reached with this link.
@@ -109,15 +110,15 @@ bool ImageLink(PagePass& pass, const char* host, const char* base, int16_t port,
         return false;
     }
     UrlRecord entry;
-    bool added = !FindRecord(ImageList, ImageCount, link, &entry);
+    bool added = !FindRecord(Grab.ImageList, Grab.ImageCount, link, &entry);
     if (added) {
         entry = NewRecord(link, Unix2dosName(link.file, 0));
-        GetSet(&entry, kSetRecord, ImageCount, ImageList.file);
+        GetSet(&entry, kSetRecord, Grab.ImageCount, Grab.ImageList.file);
     }
     fprintf(out, "%s\"", entry.localName);
     if (!added) return false;
-    ++ImageCount;
-    return ImageCount >= Settings.Url.MaxIMG;
+    ++Grab.ImageCount;
+    return Grab.ImageCount >= Settings.Url.MaxIMG;
 }
 
 }  // namespace
@@ -162,7 +163,7 @@ int16_t UrlBrowser(const char* page, const char* host, const char* base, int16_t
 }
 
 int16_t ImgBrowser(const char* page, const char* host, const char* base, const TagTable& table, int16_t port) {
-    if (ImageCount >= Settings.Url.MaxIMG) return 0;
+    if (Grab.ImageCount >= Settings.Url.MaxIMG) return 0;
     PagePass pass(table);
     if (!pass.Open(page, false, "ImgBrowser, Unable to open %s\n", "ImgBrowser Unable to open %s\n")) return 0;
     bool rewrote = false;

@@ -269,14 +269,14 @@ void CleanName(const char* name, char* clean, size_t size) {
 void AdvanceIndex() {
     // The second character is the lowest position; the third, added on the first overflow of
     // both, is the highest although it is printed last.
-    if (!StepDigit(Index[1])) return;
-    if (!StepDigit(Index[0])) return;
-    if (Index[2] == '\0') {
-        Index[2] = '0';
-        Index[3] = '\0';
+    if (!StepDigit(Settings.UrlRun.Index[1])) return;
+    if (!StepDigit(Settings.UrlRun.Index[0])) return;
+    if (Settings.UrlRun.Index[2] == '\0') {
+        Settings.UrlRun.Index[2] = '0';
+        Settings.UrlRun.Index[3] = '\0';
         return;
     }
-    StepDigit(Index[2]);
+    StepDigit(Settings.UrlRun.Index[2]);
 }
 
 const char* Unix2dosName(const char* name, int16_t noIndex) {
@@ -299,17 +299,17 @@ const char* Unix2dosName(const char* name, int16_t noIndex) {
         CopyCut(stem, sizeof stem, clean + from, stemLength - from);
     }
     AdvanceIndex();
-    bool longIndex = strlen(Index) == 3;
+    bool longIndex = strlen(Settings.UrlRun.Index) == 3;
     if (Settings.Url.AutoName != 0) {
         if (longIndex) stem[5] = '\0';
-        snprintf(dosName, sizeof dosName, "%s%s.%s", Index, stem, extension);
+        snprintf(dosName, sizeof dosName, "%s%s.%s", Settings.UrlRun.Index, stem, extension);
     } else {
         char prefix[sizeof Settings.Url.Prefix];
         CopyText(prefix, Settings.Url.Prefix);
         if (noIndex == -1)
             snprintf(dosName, sizeof dosName, "%s.%s", prefix, extension);
         else
-            snprintf(dosName, sizeof dosName, "%.*s%s.%s", longIndex ? 5 : 19, prefix, Index, extension);
+            snprintf(dosName, sizeof dosName, "%.*s%s.%s", longIndex ? 5 : 19, prefix, Settings.UrlRun.Index, extension);
     }
     return dosName;
 }

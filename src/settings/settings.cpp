@@ -17,11 +17,6 @@
 
 SettingsRecord Settings;
 
-int16_t Levels = 1;
-char Index[4] = "00";
-int16_t CheckHtmlHeader = 1;
-int16_t AddPageTrailer = 0;
-
 int16_t ClientOpen = 0;
 int16_t ClientConnected = 0;
 

@@ -91,6 +91,14 @@ struct PingSettings {
     int16_t Page = 0;  // "yes": page mode, messages carried in echo packets
 };
 
+// Run-time grab fields that are not kept in the file.
+struct UrlRunSettings {
+    int16_t Levels = 1;           // "N=" and -o; at least 1 when typed
+    char Index[4] = "00";         // running index of local names
+    int16_t CheckHtmlHeader = 1;  // browse only pages served as text/html
+    int16_t AddPageTrailer = 0;   // append the trailer to saved pages
+};
+
 struct SettingsRecord {
     ServerSettings Server;
     ClientSettings Client;
@@ -99,15 +107,10 @@ struct SettingsRecord {
     CgiSettings CGI;
     StandardSettings Standard;
     PingSettings Ping;
+    UrlRunSettings UrlRun;
 };
 
 extern SettingsRecord Settings;
-
-// Run-time grab fields that are not kept in the file.
-extern int16_t Levels;          // "N=" and -o; at least 1 when typed
-extern char Index[4];           // running index of local names, "00" at start
-extern int16_t CheckHtmlHeader; // browse only pages served as text/html
-extern int16_t AddPageTrailer;  // append the trailer to saved pages
 
 // Process-wide client flags.
 extern int16_t ClientOpen;       // 0 none, 1 interactive Local Client, 2 a grab being opened

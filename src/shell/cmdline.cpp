@@ -60,8 +60,8 @@ void Timeout(Pass& p, const char* arg) {
 }
 
 void Order(Pass& p, const char* arg) {
-    Levels = 0;
-    if (sscanf(arg, "%hd", &Levels) != 1) Complain(p, "option= -o, bad argument %s\n", arg);
+    Settings.UrlRun.Levels = 0;
+    if (sscanf(arg, "%hd", &Settings.UrlRun.Levels) != 1) Complain(p, "option= -o, bad argument %s\n", arg);
 }
 
 void Prefix(Pass&, const char* arg) {
@@ -162,7 +162,7 @@ void StartGrab(const Pass& pass) {
         Settings.Url.All = 1;
         StartFetch(kFetchSaveAs, pass.url, pass.name);
     } else {
-        StartFetch((uint16_t)Levels == 0 ? kFetchImages : kFetchLevels, pass.url, "");
+        StartFetch((uint16_t)Settings.UrlRun.Levels == 0 ? kFetchImages : kFetchLevels, pass.url, "");
     }
 }
 

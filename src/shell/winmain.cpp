@@ -83,7 +83,7 @@ int WinMain(HINSTANCE instance, HINSTANCE, char* commandLine, int show) {
     RegisterMainClass(instance);
     SetGrabDefaults();
     LoadSettings();
-    AddPageTrailer = 0;
+    Settings.UrlRun.AddPageTrailer = 0;
     MainWindow = CreateWindowExA(0, "wins2", "Korvel", WS_OVERLAPPEDWINDOW | WS_HSCROLL | WS_VSCROLL, CW_USEDEFAULT,
                                  CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, instance, nullptr);
     if (DecodeLine(commandLine, 0)) {

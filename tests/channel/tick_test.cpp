@@ -9,6 +9,7 @@
 #include "channel/channel.h"
 #include "channel/role.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "grabber/grab_client.h"
 #include "platform/clock.h"
 #include "server/receive.h"
@@ -126,12 +127,12 @@ class Progress : public ChannelTimeLimits {
 protected:
     void SetUp() override {
         ChannelTimeLimits::SetUp();
-        memset(&TheFetch, 0, sizeof TheFetch);
-        TheFetch.Status = 200;
-        TheFetch.HeaderBytes = 100;
-        TheFetch.ContentLength = 1000;
+        memset(&Grab.Fetch, 0, sizeof Grab.Fetch);
+        Grab.Fetch.Status = 200;
+        Grab.Fetch.HeaderBytes = 100;
+        Grab.Fetch.ContentLength = 1000;
         Settings.Standard.Url = 1;
-        Channels[0].Fetch = &TheFetch;
+        Channels[0].Fetch = &Grab.Fetch;
         Channels[0].RxBytes = 600;
     }
 };
@@ -145,45 +146,45 @@ TEST_F(Progress, TheLineOverwritesItselfWithCharacterOne) {
 }
 
 TEST_F(Progress, NothingIsPrintedWithoutAKnownLengthAndStatus200) {
-    TheFetch.ContentLength = kUnknownLength;
+    Grab.Fetch.ContentLength = kUnknownLength;
     ProgressLine(0, 10);
-    TheFetch.ContentLength = 1000;
-    TheFetch.Status = 404;
+    Grab.Fetch.ContentLength = 1000;
+    Grab.Fetch.Status = 404;
     ProgressLine(0, 10);
-    TheFetch.Status = 200;
+    Grab.Fetch.Status = 200;
     Settings.Standard.Url = 0;
     ProgressLine(0, 10);
     Settings.Standard.Url = 1;
-    TheFetch.NoCrawl = 1;
+    Grab.Fetch.NoCrawl = 1;
     ProgressLine(0, 10);
     EXPECT_EQ(frontEnd.printed, "");
 }
 
 TEST_F(Progress, TheResponseHeaderIsParsedLineByLine) {
-    TheFetch.HeaderPhase = kAwaitStatusLine;
-    TheFetch.IsHtml = 1;
-    TheFetch.ContentLength = kUnknownLength;
-    TheFetch.HeaderBytes = 0;
-    TheFetch.Status = 0;
+    Grab.Fetch.HeaderPhase = kAwaitStatusLine;
+    Grab.Fetch.IsHtml = 1;
+    Grab.Fetch.ContentLength = kUnknownLength;
+    Grab.Fetch.HeaderBytes = 0;
+    Grab.Fetch.Status = 0;
     auto line = [&](const char* text) {
         strcpy(Channels[0].Line, text);
         Channels[0].LineLength = (uint16_t)strlen(text);
         ParseResponseHeader(MainWindow, 0);
     };
     line("garbage before\r\n");
-    EXPECT_EQ(TheFetch.HeaderPhase, kAwaitStatusLine);
+    EXPECT_EQ(Grab.Fetch.HeaderPhase, kAwaitStatusLine);
     line("HTTP/1.0 200 Document follows\r\n");
-    EXPECT_EQ(TheFetch.HeaderPhase, kReadingHeader);
-    EXPECT_EQ(TheFetch.Status, 200);
+    EXPECT_EQ(Grab.Fetch.HeaderPhase, kReadingHeader);
+    EXPECT_EQ(Grab.Fetch.Status, 200);
     line("CONTENT-LENGTH: 1234\r\n");
     line("Content-Type: Text/HTML\r\n");
     line("X-Other: 1\r\n");
-    EXPECT_EQ(TheFetch.ContentLength, 1234u);
-    EXPECT_EQ(TheFetch.IsHtml, 0) << "only the header name is case-blind";
-    EXPECT_STREQ(TheFetch.ContentType, "Text/HTML");
+    EXPECT_EQ(Grab.Fetch.ContentLength, 1234u);
+    EXPECT_EQ(Grab.Fetch.IsHtml, 0) << "only the header name is case-blind";
+    EXPECT_STREQ(Grab.Fetch.ContentType, "Text/HTML");
     line("\r\n");
-    EXPECT_EQ(TheFetch.HeaderPhase, kHeaderDone);
-    EXPECT_EQ(TheFetch.HeaderBytes, 16 + 31 + 22 + 25 + 12 + 2);
+    EXPECT_EQ(Grab.Fetch.HeaderPhase, kHeaderDone);
+    EXPECT_EQ(Grab.Fetch.HeaderBytes, 16 + 31 + 22 + 25 + 12 + 2);
 }
 
 }  // namespace

@@ -245,8 +245,8 @@ TEST_F(Dialogs, AStartReadsTheIndexAndTheLevelsByTheirRules) {
         Type(d, 134, t.index);
         Type(d, 129, t.levels);
         Click(d, 1);
-        EXPECT_STREQ(Index, t.wantIndex) << t.index;
-        EXPECT_EQ(Levels, t.wantLevels) << t.levels;
+        EXPECT_STREQ(Settings.UrlRun.Index, t.wantIndex) << t.index;
+        EXPECT_EQ(Settings.UrlRun.Levels, t.wantLevels) << t.levels;
         EXPECT_FALSE(IsWindowVisible(d)) << "the grab started, so the dialog closed";
         CloseAllClients();
         ReleaseLinkLists();

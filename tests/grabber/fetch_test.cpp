@@ -11,6 +11,7 @@
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "grabber/grab_fixture.h"
 #include "settings/settings.h"
 #include "shell/shell.h"
@@ -29,9 +30,9 @@ const char* const kTail =
 class Requests : public GrabTest {
 protected:
     std::string Build(const UrlRecord& r) {
-        CopyText(TheFetch.file, r.file);
+        CopyText(Grab.Fetch.file, r.file);
         EXPECT_EQ(BuildRequest(r), 1);
-        return std::string(TheFetch.Request) + "\r\n";
+        return std::string(Grab.Fetch.Request) + "\r\n";
     }
 };
 
@@ -39,15 +40,15 @@ TEST_F(Requests, TheThreeFormsByteForByte) {
     UrlRecord r = Record("srv", "/d/", "x.html", 8080, "01x.htm");
     Settings.Standard.Url = 1;
     EXPECT_EQ(Build(r), std::string("GET /d/x.html") + kTail + "\r\n");
-    EXPECT_STREQ(TheFetch.connectHost, "srv");
-    EXPECT_EQ(TheFetch.connectPort, 8080);
-    EXPECT_EQ(TheFetch.HeaderPhase, kAwaitStatusLine);
+    EXPECT_STREQ(Grab.Fetch.connectHost, "srv");
+    EXPECT_EQ(Grab.Fetch.connectPort, 8080);
+    EXPECT_EQ(Grab.Fetch.HeaderPhase, kAwaitStatusLine);
 
     strcpy(Settings.Url.ProxyHost, "proxy.lan");
     Settings.Url.Port = 3128;
     EXPECT_EQ(Build(r), std::string("GET http://srv:8080/d/x.html") + kTail + "\r\n");
-    EXPECT_STREQ(TheFetch.connectHost, "proxy.lan");
-    EXPECT_EQ(TheFetch.connectPort, 3128);
+    EXPECT_STREQ(Grab.Fetch.connectHost, "proxy.lan");
+    EXPECT_EQ(Grab.Fetch.connectPort, 3128);
     r.port = 80;
     EXPECT_EQ(Build(r), std::string("GET http://srv/d/x.html") + kTail + "\r\n");
     r.port = -31073;
@@ -58,21 +59,21 @@ TEST_F(Requests, TheThreeFormsByteForByte) {
     Settings.Standard.Url = 0;
     r.port = 80;
     EXPECT_EQ(Build(r), "GET /d/x.html\r\n");
-    EXPECT_EQ(TheFetch.HeaderPhase, kHeaderDone) << "HTTP 0.9: no header is expected";
+    EXPECT_EQ(Grab.Fetch.HeaderPhase, kHeaderDone) << "HTTP 0.9: no header is expected";
 }
 
 TEST_F(Requests, EveryRequestStartsWithAFreshResponseState) {
-    TheFetch.Status = 404;
-    TheFetch.HeaderBytes = 99;
-    TheFetch.ContentLength = 5;
-    TheFetch.IsHtml = 0;
-    strcpy(TheFetch.ContentType, "image/gif");
+    Grab.Fetch.Status = 404;
+    Grab.Fetch.HeaderBytes = 99;
+    Grab.Fetch.ContentLength = 5;
+    Grab.Fetch.IsHtml = 0;
+    strcpy(Grab.Fetch.ContentType, "image/gif");
     Build(Record("h", "/", "", 80, ""));
-    EXPECT_EQ(TheFetch.Status, 0);
-    EXPECT_EQ(TheFetch.HeaderBytes, 0);
-    EXPECT_EQ(TheFetch.ContentLength, kUnknownLength);
-    EXPECT_EQ(TheFetch.IsHtml, 1);
-    EXPECT_STREQ(TheFetch.ContentType, "");
+    EXPECT_EQ(Grab.Fetch.Status, 0);
+    EXPECT_EQ(Grab.Fetch.HeaderBytes, 0);
+    EXPECT_EQ(Grab.Fetch.ContentLength, kUnknownLength);
+    EXPECT_EQ(Grab.Fetch.IsHtml, 1);
+    EXPECT_STREQ(Grab.Fetch.ContentType, "");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -86,17 +87,17 @@ protected:
         Channel& c = Channels[2];
         c.StateTime = 1000000;
         c.TxBytes = 120;
-        CopyText(TheFetch.host, "srv");
-        CopyText(TheFetch.base, "/d/");
-        CopyText(TheFetch.file, "x.htm");
-        TheFetch.connectPort = 8080;
-        TheFetch.Status = 200;
-        TheFetch.HeaderBytes = 100;
+        CopyText(Grab.Fetch.host, "srv");
+        CopyText(Grab.Fetch.base, "/d/");
+        CopyText(Grab.Fetch.file, "x.htm");
+        Grab.Fetch.connectPort = 8080;
+        Grab.Fetch.Status = 200;
+        Grab.Fetch.HeaderBytes = 100;
         snprintf(ClientOutputFile, sizeof ClientOutputFile, "%s/01x.htm", home.path().c_str());
     }
     std::string Complete(uint32_t received, uint32_t announced) {
         Channels[2].RxBytes = received;
-        TheFetch.ContentLength = announced;
+        Grab.Fetch.ContentLength = announced;
         FetchComplete(MainWindow, 2);
         return TakePrinted();
     }
@@ -110,7 +111,7 @@ protected:
 };
 
 TEST_F(Completion, AWholeBodyIsJudgedCompleteAndTheContentTypeIsReported) {
-    strcpy(TheFetch.ContentType, "text/html");
+    strcpy(Grab.Fetch.ContentType, "text/html");
     EXPECT_EQ(Complete(1100, 1000),
               "1100 bytes received, 120 bytes sent\n"
               "Status 200 [OK->200], Header Length 100 bytes, Data Length 1000\nFILE IS COMPLETE\n");
@@ -119,27 +120,27 @@ TEST_F(Completion, AWholeBodyIsJudgedCompleteAndTheContentTypeIsReported) {
 
 TEST_F(Completion, HttpZeroNineHasNoVerdict) {
     Settings.Standard.Url = 0;
-    TheFetch.HeaderBytes = 0;
+    Grab.Fetch.HeaderBytes = 0;
     EXPECT_EQ(Complete(50, kUnknownLength), "50 bytes received, 120 bytes sent\n");
     EXPECT_EQ(Report(), ReportRecord("", 50));
 }
 
 TEST_F(Completion, RetriesAreRefusedOnceAByteArrivedOrAfterStop) {
-    Channels[2].Fetch = &TheFetch;
+    Channels[2].Fetch = &Grab.Fetch;
     Channels[2].RxBytes = 0;
-    GrabActive = 0;
-    RetriesLeft = 5;
+    Grab.GrabActive = 0;
+    Grab.RetriesLeft = 5;
     EXPECT_EQ(RetryFetch(2), 0);
-    GrabActive = 1;
+    Grab.GrabActive = 1;
     Channels[2].RxBytes = 1;
     EXPECT_EQ(RetryFetch(2), 0);
     Channels[2].RxBytes = 0;
-    TheFetch.NoCrawl = 1;
+    Grab.Fetch.NoCrawl = 1;
     EXPECT_EQ(RetryFetch(2), 0);
-    TheFetch.NoCrawl = 0;
-    RetriesLeft = 0;
+    Grab.Fetch.NoCrawl = 0;
+    Grab.RetriesLeft = 0;
     EXPECT_EQ(RetryFetch(2), 0);
-    EXPECT_EQ(RetriesLeft, -1);
+    EXPECT_EQ(Grab.RetriesLeft, -1);
     EXPECT_EQ(TakePrinted(), "");
     Channels[2].Fetch = nullptr;
 }

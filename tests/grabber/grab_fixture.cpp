@@ -1,3 +1,4 @@
+#include "grabber/grab.h"
 #include "grabber/grab_fixture.h"
 
 #include <cstring>
@@ -13,16 +14,16 @@ namespace grab_testing {
 
 void ResetGrabState() {
     ReleaseLinkLists();
-    TheFetch = FetchRecord{};
-    GrabActive = 0;
-    RetriesLeft = 0;
-    PageCount = 0;
-    ImageCount = 0;
-    ReferenceUrl = ReferencePage{};
-    ReferenceName[0] = '\0';
-    HomeBase[0] = '\0';
+    Grab.Fetch = FetchRecord{};
+    Grab.GrabActive = 0;
+    Grab.RetriesLeft = 0;
+    Grab.PageCount = 0;
+    Grab.ImageCount = 0;
+    Grab.ReferenceUrl = ReferencePage{};
+    Grab.ReferenceName[0] = '\0';
+    Grab.HomeBase[0] = '\0';
     ResetCrawlState();
-    strcpy(Index, "00");
+    strcpy(Settings.UrlRun.Index, "00");
 }
 
 void GrabTest::SetUp() {
@@ -32,7 +33,7 @@ void GrabTest::SetUp() {
     workDir_ = new testing_support::ChangeDir(home.path());
     TAGinit();
     CopyText(Settings.Url.HomeDir, home.path().c_str());
-    snprintf(HomeBase, sizeof HomeBase, "%s/", home.path().c_str());
+    snprintf(Grab.HomeBase, sizeof Grab.HomeBase, "%s/", home.path().c_str());
     frontEnd.printed.clear();
 }
 

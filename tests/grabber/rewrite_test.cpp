@@ -8,6 +8,7 @@
 
 #include "base/textio.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "grabber/grab_fixture.h"
 #include "grabber/link_lists.h"
 #include "grabber/rewrite.h"
@@ -30,13 +31,13 @@ protected:
     void SetUp() override {
         GrabTest::SetUp();
         OpenLists();
-        CopyText(ReferenceUrl.host, "srv");
-        CopyText(ReferenceUrl.base, "/a/");
-        ReferenceUrl.port = 80;
+        CopyText(Grab.ReferenceUrl.host, "srv");
+        CopyText(Grab.ReferenceUrl.base, "/a/");
+        Grab.ReferenceUrl.port = 80;
         UrlRecord start = Record("srv", "/a/", "index.htm", 80, "01index.htm");
-        GetSet(&start, kSetRecord, 0, PageList.file);
-        PageCount = 1;
-        strcpy(Index, "01");  // the start page took 01
+        GetSet(&start, kSetRecord, 0, Grab.PageList.file);
+        Grab.PageCount = 1;
+        strcpy(Settings.UrlRun.Index, "01");  // the start page took 01
     }
     std::string PagePath() { return HomeFile("page.htm"); }
     std::string Marked(const std::string& page, const char* host, const char* base, int16_t mode, int16_t port,
@@ -82,8 +83,8 @@ TEST_F(Rewriting, TheMarkerPassCommentsOutBaseTags) {
 
 TEST_F(Rewriting, MarkingForLocalReadingUsesTheListedCopies) {
     UrlRecord r = Record("srv", "/a/", "b.htm", 80, "02b.htm");
-    GetSet(&r, kSetRecord, 1, PageList.file);
-    PageCount = 2;
+    GetSet(&r, kSetRecord, 1, Grab.PageList.file);
+    Grab.PageCount = 2;
     EXPECT_EQ(Marked("<a href=b.htm#s><a href=c.htm#s><a href=\"http://srv/a/b.htm\"><a href=\"http://srv:80/a/b.htm\">"
                      "<a href=/a/b.htm><a href=\"ftp://srv/a/b.htm\"><a href=index.htm>",
                      "srv", "/a/", kMarkLocal, 80),
@@ -92,7 +93,7 @@ TEST_F(Rewriting, MarkingForLocalReadingUsesTheListedCopies) {
 }
 
 TEST_F(Rewriting, LinksOfPagesOnThisDiskBecomeLocalNamesOrFileUrls) {
-    EXPECT_EQ(Marked("<a href=x.htm><a href=../y.htm>", kLocalHost, HomeBase, kMarkAbsolute, 80),
+    EXPECT_EQ(Marked("<a href=x.htm><a href=../y.htm>", kLocalHost, Grab.HomeBase, kMarkAbsolute, 80),
               "<a href=\"x.htm\"><a href=\"file:///c|" + home.path().substr(0, home.path().rfind('/') + 1) +
                   "y.htm\">");
 }
@@ -102,17 +103,17 @@ TEST_F(Rewriting, BrowsingListsNewPagesOnceAndNamesThemLocally) {
                       " <a href=\"http://other/o.htm\"> <a href=index.htm> <a href=mailto:me> <a href=http://srv:81/p.htm>"),
               "<a href=\"02b.htm#one\"> <a href=\"02b.htm#two\"> <a href=\"03c.htm\"> <a href=\"#x\">"
               " <a href=\"http://other/o.htm\"> <a href=\"01index.htm\"> <a href=mailto:me> <a href=\"04p.htm\">");
-    EXPECT_EQ(PageCount, 4);
-    EXPECT_EQ(Entry(PageList, 1), "02b.htm srv:80/a/b.htm 0");
-    EXPECT_EQ(Entry(PageList, 2), "03c.htm srv:80/a/sub/c.htm 0");
-    EXPECT_EQ(Entry(PageList, 3), "04p.htm srv:81/p.htm 0") << "another port of the same host is local";
+    EXPECT_EQ(Grab.PageCount, 4);
+    EXPECT_EQ(Entry(Grab.PageList, 1), "02b.htm srv:80/a/b.htm 0");
+    EXPECT_EQ(Entry(Grab.PageList, 2), "03c.htm srv:80/a/sub/c.htm 0");
+    EXPECT_EQ(Entry(Grab.PageList, 3), "04p.htm srv:81/p.htm 0") << "another port of the same host is local";
 }
 
 TEST_F(Rewriting, ALocalPageListsOnlyItsAbsoluteHttpLinks) {
     Settings.Url.All = 0;
     EXPECT_EQ(Browsed("<a href=rel.htm><a href=http://far/x.htm><a href=ftp://far/y>", kLocalHost, "/pages/"),
               "<a href=rel.htm><a href=\"02x.htm\"><a href=ftp://far/y>");
-    EXPECT_EQ(Entry(PageList, 1), "02x.htm far:80/x.htm 0");
+    EXPECT_EQ(Entry(Grab.PageList, 1), "02x.htm far:80/x.htm 0");
 }
 
 TEST_F(Rewriting, ImagesAreListedOnceEach) {
@@ -120,17 +121,17 @@ TEST_F(Rewriting, ImagesAreListedOnceEach) {
                      "<img src=http://cdn:8000/c.gif><img src=ftp://x/d.gif>"),
               "<img src=\"02a.gif\"><IMG SRC=\"02a.gif\"><body background=\"03bg.jpg\"><input src=\"04b.gif\">"
               "<img src=\"05c.gif\"><img src=ftp://x/d.gif>");
-    EXPECT_EQ(ImageCount, 4);
-    EXPECT_EQ(Entry(ImageList, 0), "02a.gif srv:80/a/a.gif 0");
-    EXPECT_EQ(Entry(ImageList, 2), "04b.gif srv:80/i/b.gif 0");
-    EXPECT_EQ(Entry(ImageList, 3), "05c.gif cdn:8000/c.gif 0");
+    EXPECT_EQ(Grab.ImageCount, 4);
+    EXPECT_EQ(Entry(Grab.ImageList, 0), "02a.gif srv:80/a/a.gif 0");
+    EXPECT_EQ(Entry(Grab.ImageList, 2), "04b.gif srv:80/i/b.gif 0");
+    EXPECT_EQ(Entry(Grab.ImageList, 3), "05c.gif cdn:8000/c.gif 0");
 }
 
 TEST_F(Rewriting, ImagesOfALocalPageStayOnTheDisk) {
-    EXPECT_EQ(Images("<img src=a.gif><img src=../b.gif><img src=http://h/c.gif>", kLocalHost, HomeBase),
+    EXPECT_EQ(Images("<img src=a.gif><img src=../b.gif><img src=http://h/c.gif>", kLocalHost, Grab.HomeBase),
               "<img src=\"a.gif\"><img src=\"file:///c|" + home.path().substr(0, home.path().rfind('/') + 1) +
                   "b.gif\"><img src=\"02c.gif\">");
-    EXPECT_EQ(ImageCount, 1);
+    EXPECT_EQ(Grab.ImageCount, 1);
 }
 
 TEST_F(Rewriting, TooLargeValuesStayAndTheScanGoesOn) {
@@ -141,9 +142,9 @@ TEST_F(Rewriting, TooLargeValuesStayAndTheScanGoesOn) {
 
 TEST_F(Rewriting, PagesAndImagesGetTheirStandIns) {
     UrlRecord r = Record("srv", "/a/", "b.htm", 8080, "02b.htm");
-    GetSet(&r, kSetRecord, 1, PageList.file);
+    GetSet(&r, kSetRecord, 1, Grab.PageList.file);
     r = Record("srv", "/i/", "p.gif", 80, "03p.gif");
-    GetSet(&r, kSetRecord, 0, ImageList.file);
+    GetSet(&r, kSetRecord, 0, Grab.ImageList.file);
     EXPECT_EQ(Url_Miss(1), 1);
     EXPECT_EQ(ReadFile(HomeFile("02b.htm")),
               std::string("<HR><center> URL: http://srv:8080/a/b.htm</center>") + kTrailerTail);

@@ -184,11 +184,11 @@ TEST_F(LocalNames, TheWorkedNamesFromAFreshIndex) {
                         {"", "01noname.htm"},          {"a.b.c", "01a.c"},               {"photo.jpeg", "01photo.jpe"},
                         {"My Page!.htm", "01mypage.htm"}, {"caf\xe9.gif", "01caf.gif"}};
     for (const Row& row : rows) {
-        strcpy(Index, "00");
+        strcpy(Settings.UrlRun.Index, "00");
         EXPECT_STREQ(Unix2dosName(row.name, 0), row.dosName) << row.name;
     }
     EXPECT_EQ(TakePrinted(), "");
-    strcpy(Index, "00");
+    strcpy(Settings.UrlRun.Index, "00");
     EXPECT_STREQ(Unix2dosName("~~~", 0), "01noconv.err");
     EXPECT_EQ(TakePrinted(), "Unix2dosName,no conversion found !!!\n");
 }
@@ -197,7 +197,7 @@ TEST_F(LocalNames, TheIndexRunsThroughDigitsAndLettersAndGrowsAThirdPlace) {
     std::vector<std::string> seen;
     for (int i = 0; i < 36 * 36 + 40; ++i) {
         AdvanceIndex();
-        seen.push_back(Index);
+        seen.push_back(Settings.UrlRun.Index);
     }
     EXPECT_EQ(seen[0], "01");
     EXPECT_EQ(seen[8], "09");
@@ -207,28 +207,28 @@ TEST_F(LocalNames, TheIndexRunsThroughDigitsAndLettersAndGrowsAThirdPlace) {
     EXPECT_EQ(seen[36 * 36 - 2], "zz");
     EXPECT_EQ(seen[36 * 36 - 1], "000") << "both places overflow: a third place, printed last";
     EXPECT_EQ(seen[36 * 36], "010");
-    strcpy(Index, "zz0");
+    strcpy(Settings.UrlRun.Index, "zz0");
     AdvanceIndex();
-    EXPECT_STREQ(Index, "001");
-    strcpy(Index, "zzz");
+    EXPECT_STREQ(Settings.UrlRun.Index, "001");
+    strcpy(Settings.UrlRun.Index, "zzz");
     AdvanceIndex();
-    EXPECT_STREQ(Index, "000") << "the third place wraps without a further carry";
-    strcpy(Index, "0~");
+    EXPECT_STREQ(Settings.UrlRun.Index, "000") << "the third place wraps without a further carry";
+    strcpy(Settings.UrlRun.Index, "0~");
     AdvanceIndex();
-    EXPECT_STREQ(Index, "0\x7f") << "a typed character counts on by its byte value";
+    EXPECT_STREQ(Settings.UrlRun.Index, "0\x7f") << "a typed character counts on by its byte value";
 }
 
 TEST_F(LocalNames, ThreeCharacterIndexesShortenTheStemOrThePrefix) {
-    strcpy(Index, "zz");
+    strcpy(Settings.UrlRun.Index, "zz");
     EXPECT_STREQ(Unix2dosName("welcome.html", 0), "000elcom.htm");
     Settings.Url.AutoName = 0;
     strcpy(Settings.Url.Prefix, "korvel");
-    strcpy(Index, "zz");
+    strcpy(Settings.UrlRun.Index, "zz");
     EXPECT_STREQ(Unix2dosName("x.gif", 0), "korve000.gif");
-    strcpy(Index, "00");
+    strcpy(Settings.UrlRun.Index, "00");
     EXPECT_STREQ(Unix2dosName("x.gif", 0), "korvel01.gif");
     EXPECT_STREQ(Unix2dosName("x.gif", -1), "korvel.gif");
-    EXPECT_STREQ(Index, "02") << "the index advances even when it is left out";
+    EXPECT_STREQ(Settings.UrlRun.Index, "02") << "the index advances even when it is left out";
     strcpy(Settings.Url.Prefix, "a_long_prefix_text");
     EXPECT_STREQ(Unix2dosName("", -1), "a_long_prefix_text.htm") << "the prefix itself is not cut here";
 }

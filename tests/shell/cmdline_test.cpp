@@ -53,9 +53,9 @@ TEST_F(CommandLine, GrabOptionsSetTheirSettings) {
 
 TEST_F(CommandLine, LevelsAreZeroedBeforeTheNumberIsRead) {
     Pass0("-o 4");
-    EXPECT_EQ(Levels, 4);
+    EXPECT_EQ(Settings.UrlRun.Levels, 4);
     EXPECT_EQ(DecodeLine("-o x -u http://h/", 0), 1);
-    EXPECT_EQ(Levels, 0);
+    EXPECT_EQ(Settings.UrlRun.Levels, 0);
     EXPECT_EQ(frontEnd.printed, "") << "pass 0 prints nothing";
 }
 

@@ -26,10 +26,10 @@ void ResetProgramState() {
     Console = ConsoleScreen{};
     View = ConsoleView{};
     Settings = SettingsRecord{};
-    Levels = 1;
-    strcpy(Index, "00");
-    CheckHtmlHeader = 1;
-    AddPageTrailer = 0;
+    Settings.UrlRun.Levels = 1;
+    strcpy(Settings.UrlRun.Index, "00");
+    Settings.UrlRun.CheckHtmlHeader = 1;
+    Settings.UrlRun.AddPageTrailer = 0;
     ClientOpen = 0;
     ClientConnected = 0;
     MainWindow = nullptr;
