@@ -16,6 +16,7 @@ constexpr int kLineUsable = 200;
 constexpr int kTxBufferSize = 202;
 constexpr int kTxUsable = 200;
 constexpr uint16_t kNoLink = 65535;
+constexpr int kPathSize = 200;  // a path of the server: the file to send, a CGI command line
 
 // State codes.
 enum : uint16_t {
@@ -66,6 +67,11 @@ struct Channel {
     char PipeName[13];
     uint16_t RequestFlags;
     uint16_t ResponseStatus;
+    // The server's request on this channel, kept until the next one replaces it.
+    char SendPath[kPathSize];    // the file that answers it
+    char CgiCommand[kPathSize];  // the command line of its CGI program
+    int16_t CgiShow;             // the program is to be shown (not minimised)
+    int16_t CgiWait;             // its answer is awaited
     FetchRecord* Fetch;       // the grab carried by this Local Client, if any
     const ChannelRole* Role;  // who handles the events of the slot, set when it is taken
 };

@@ -16,6 +16,8 @@
 #include "settings/settings.h"
 
 char ClientOutputFile[200] = "";
+int16_t ClientOpen = 0;
+int16_t ClientConnected = 0;
 
 namespace {
 

@@ -11,6 +11,10 @@
 extern SOCKET ServerSocket;       // the listening socket; INVALID_SOCKET while the server is closed
 extern char ClientOutputFile[200];  // the file that receives a Local Client's data
 
+// The client session of the program: the interactive Local Client or a grab.
+extern int16_t ClientOpen;       // 0 none, 1 interactive Local Client, 2 a grab being opened
+extern int16_t ClientConnected;  // the Local Client's connect has completed
+
 int StartWinsock();
 void CloseWS();
 bool OpenSocket(HWND window, SOCKET* out, int protocol, uint16_t port);

@@ -265,7 +265,7 @@ void AnalysePage(HWND dialog) {
     }
     GetSet(&record, kSetRecord, 0, Grab.PageList.file);
     BrowsePage(browseFile, record.host, record.base, 0, 0, record.port);
-    ImgBrowser(browseFile, record.host, record.base, ImageTags, record.port);
+    ImgBrowser(browseFile, record.host, record.base, Tags.ImageTags, record.port);
     ListFound(dialog);
 }
 

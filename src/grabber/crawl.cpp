@@ -130,7 +130,7 @@ bool ListImages(HWND window) {
     }
     if (Browsable(Page)) {
         Print(window, "Browsing Image(s) ...\n");
-        ImgBrowser(ClientOutputFile, f.host, f.base, ImageTags, f.port);
+        ImgBrowser(ClientOutputFile, f.host, f.base, Tags.ImageTags, f.port);
         CopyWorkBack();  // whatever the pass wrote, or what tmp.txt last held
         Print(window, "%d image(s) detected\n", Grab.ImageCount - Grab.ImagesDone);
     }

@@ -182,9 +182,9 @@ int16_t MarkPage(const char* page, const char* host, const char* base, int16_t m
     char first[256], second[256];
     GrabFile(first, "tmp.txt");
     GrabFile(second, "tmp2.txt");
-    UrlMarker(page, host, base, kMarkAbsolute, trailerIndex, 0, MarkTags, port);
+    UrlMarker(page, host, base, kMarkAbsolute, trailerIndex, 0, Tags.MarkTags, port);
     CopyFile(first, second);
-    return UrlMarker(second, host, base, mode, trailerIndex, trailer, UrlTags, port);
+    return UrlMarker(second, host, base, mode, trailerIndex, trailer, Tags.UrlTags, port);
 }
 
 int16_t BrowsePage(const char* page, const char* host, const char* base, int16_t trailerIndex, int16_t trailer,
@@ -192,7 +192,7 @@ int16_t BrowsePage(const char* page, const char* host, const char* base, int16_t
     char first[256], second[256];
     GrabFile(first, "tmp.txt");
     GrabFile(second, "tmp2.txt");
-    UrlMarker(page, host, base, kMarkAbsolute, trailerIndex, 0, MarkTags, port);
+    UrlMarker(page, host, base, kMarkAbsolute, trailerIndex, 0, Tags.MarkTags, port);
     CopyFile(first, second);
-    return UrlBrowser(second, host, base, trailerIndex, trailer, UrlTags, port);
+    return UrlBrowser(second, host, base, trailerIndex, trailer, Tags.UrlTags, port);
 }

@@ -14,9 +14,7 @@
 #include "base/textio.h"
 #include "platform/files.h"
 
-TagTable UrlTags;
-TagTable MarkTags;
-TagTable ImageTags;
+TagTables Tags;
 
 namespace {
 
@@ -43,23 +41,23 @@ void Add(TagTable& table, const char* tag, const char* attribute, int16_t commen
 // The form entry's attribute keeps its trailing blank: blanks are skipped in the page, so the
 // entry never matches. An empty attribute matches at once, so <base ...> is always taken.
 void BuiltInTables() {
-    ResetTable(UrlTags, "Url");
-    Add(UrlTags, "<a ", "href=", 0);
-    Add(UrlTags, "<area ", "href=", 0);
-    ResetTable(MarkTags, "Mark");
-    Add(MarkTags, "<form ", "action= ", 0);
-    Add(MarkTags, "<base ", "", 1);
-    ResetTable(ImageTags, "Image");
-    Add(ImageTags, "<img ", "src=", 0);
-    Add(ImageTags, "<body ", "background=", 0);
-    Add(ImageTags, "<input ", "src=", 0);
+    ResetTable(Tags.UrlTags, "Url");
+    Add(Tags.UrlTags, "<a ", "href=", 0);
+    Add(Tags.UrlTags, "<area ", "href=", 0);
+    ResetTable(Tags.MarkTags, "Mark");
+    Add(Tags.MarkTags, "<form ", "action= ", 0);
+    Add(Tags.MarkTags, "<base ", "", 1);
+    ResetTable(Tags.ImageTags, "Image");
+    Add(Tags.ImageTags, "<img ", "src=", 0);
+    Add(Tags.ImageTags, "<body ", "background=", 0);
+    Add(Tags.ImageTags, "<input ", "src=", 0);
 }
 
 TagTable* TableOfKind(char letter) {
     switch (letter) {
-        case 'U': return &UrlTags;
-        case 'M': return &MarkTags;
-        case 'I': return &ImageTags;
+        case 'U': return &Tags.UrlTags;
+        case 'M': return &Tags.MarkTags;
+        case 'I': return &Tags.ImageTags;
     }
     return nullptr;
 }
@@ -115,9 +113,9 @@ int16_t TAGinit() {
     char line[kTagLineLimit];
     int16_t length = ReadLine(file, line, kTagLineLimit);
     // The file replaces the built-in entries even when it yields no line at all.
-    UrlTags.Count = 0;
-    MarkTags.Count = 0;
-    ImageTags.Count = 0;
+    Tags.UrlTags.Count = 0;
+    Tags.MarkTags.Count = 0;
+    Tags.ImageTags.Count = 0;
     for (int number = 1; length > 0; ++number) {
         if (!TakeLine(line, length, number)) break;
         length = ReadLine(file, line, kTagLineLimit);

@@ -19,9 +19,14 @@ struct TagTable {
     int16_t AttributeLength[kTagEntries];
 };
 
-extern TagTable UrlTags;    // links to pages
-extern TagTable MarkTags;   // tags that the marker pass handles first
-extern TagTable ImageTags;  // links to images
+// The three tables of the program.
+struct TagTables {
+    TagTable UrlTags;    // links to pages
+    TagTable MarkTags;   // tags that the marker pass handles first
+    TagTable ImageTags;  // links to images
+};
+
+extern TagTables Tags;
 
 // The built-in tables, replaced by tag.map when that file exists. Always returns 0.
 int16_t TAGinit();

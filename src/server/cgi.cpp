@@ -113,9 +113,9 @@ bool KeepCommand(HWND window, int ch, const CommandLine& command, const CgiMapMa
         CloseChannel(ch);
         return false;
     }
-    CopyText(CgiCommand[ch], command.Text());
-    CgiShow[ch] = match.show;
-    CgiWait[ch] = match.wait ? 1 : 0;
+    CopyText(Channels[ch].CgiCommand, command.Text());
+    Channels[ch].CgiShow = match.show;
+    Channels[ch].CgiWait = match.wait ? 1 : 0;
     if (command.Length() > kStartLimit) {
         Print(window, "Process read, size of cgi command line %d is greater than %d\n", (int)command.Length(),
               kStartLimitShown);
@@ -143,11 +143,11 @@ bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line)
 
     // SendPath is only a work buffer for the map lines here.
     CgiMapMatch match;
-    bool found = FindCgiProgram(window, map, callText, keyLength, SendPath[ch], match);
+    bool found = FindCgiProgram(window, map, callText, keyLength, Channels[ch].SendPath, match);
     fclose(map);
     if (!found) {
         // Answered like a plain request: the error page, with status 200.
-        HomePath(SendPath[ch], "stder.htm");
+        HomePath(Channels[ch].SendPath, "stder.htm");
         return true;
     }
 
@@ -160,7 +160,7 @@ bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line)
         command.Append(" ");
         command.Append(files.output);
     }
-    AppendMapArguments(command, SendPath[ch], match);
+    AppendMapArguments(command, Channels[ch].SendPath, match);
     command.Append(arguments);
 
     if (match.wait && !MakePipeFiles(window, ch, files, line)) return false;

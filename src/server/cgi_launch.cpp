@@ -32,22 +32,22 @@ int RunningPrograms() {
 int16_t CGILauch(HWND window, int ch) {
     Channel& c = Channels[ch];
     if (RunningPrograms() >= Settings.CGI.CGIMax) {
-        Print(window, "Delaying <%d> [%s] ...\n", ch, CgiCommand[ch]);
+        Print(window, "Delaying <%d> [%s] ...\n", ch, Channels[ch].CgiCommand);
         c.CgiState = kCgiDelayed;
         c.State = kSending;
         return 0;
     }
-    Print(window, "Executing <%d> [%s] ...\n", ch, CgiCommand[ch]);
-    UINT result = WinExec(CgiCommand[ch], (UINT)CgiShow[ch]);
+    Print(window, "Executing <%d> [%s] ...\n", ch, Channels[ch].CgiCommand);
+    UINT result = WinExec(Channels[ch].CgiCommand, (UINT)Channels[ch].CgiShow);
     if (result < kFirstSuccess) {
         Print(window, "CGILauch, WinExec error [%d]\n", (int)result);
-        HomePath(SendPath[ch], "cgierr.htm");
+        HomePath(Channels[ch].SendPath, "cgierr.htm");
         c.CgiState = kImmediatePage;
         return 0;
     }
-    if (CgiWait[ch] != 1) {
+    if (Channels[ch].CgiWait != 1) {
         // Not waited for: the acknowledgement page goes out at once.
-        HomePath(SendPath[ch], "stdack.htm");
+        HomePath(Channels[ch].SendPath, "stdack.htm");
         c.CgiState = kImmediatePage;
         return 0;
     }

@@ -19,10 +19,6 @@
 #include "server/target.h"
 #include "settings/settings.h"
 
-char SendPath[kChannelCount][kPathSize];
-char CgiCommand[kChannelCount][kPathSize];
-int16_t CgiShow[kChannelCount];
-int16_t CgiWait[kChannelCount];
 int16_t PipeCounter = 0;
 
 namespace {
@@ -76,17 +72,17 @@ bool Opens(const char* path) {
 
 void NotFound(HWND window, int ch) {
     char message[kPathSize + 64];
-    snprintf(message, sizeof message, "HTTP/1.0 404 file requested %s was not found\n", SendPath[ch]);
+    snprintf(message, sizeof message, "HTTP/1.0 404 file requested %s was not found\n", Channels[ch].SendPath);
     Print(window, "\n%s", message);
     Channels[ch].RequestFlags |= kRequestError;
-    HomePath(SendPath[ch], "stder.htm");
+    HomePath(Channels[ch].SendPath, "stder.htm");
 }
 
 // A form post: the decoded form is appended to the Mailbox and the page rebuilt. The raw file
 // is HomeDir, then ".\" exactly so, then the Mailbox name; DOS resolves "dir.\name" into the
 // home directory, and the path translation does the same.
 void MailboxPost(int ch, std::string form) {
-    HomePath(SendPath[ch], "stdack.htm");
+    HomePath(Channels[ch].SendPath, "stdack.htm");
     std::string base = std::string(Settings.Server.HomeDir) + "." + kDirSepText + Settings.Server.Mailbox;
     std::string raw = base + ".tmp", page = base + ".htm";
     FILE* file = FileOpen(raw.c_str(), "a+t");
@@ -103,7 +99,7 @@ void TargetPath(int ch, const std::string& path) {
     if (path.empty() || path[0] != kDirSep) full += kDirSep;
     full += path;
     if (!full.empty() && full.back() == kDirSep) full += "home.htm";
-    Copy(SendPath[ch], full);
+    Copy(Channels[ch].SendPath, full);
 }
 
 // Chooses the answer of a request line. Returns false when the request ends here.
@@ -111,18 +107,18 @@ bool ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool outside
     Channel& c = Channels[ch];
     if (!extended) {
         TargetPath(ch, target.path);
-        if (!outside && Opens(SendPath[ch])) return true;
+        if (!outside && Opens(Channels[ch].SendPath)) return true;
     }
     if (extended && !target.query) {
         Print(window, "HTTP/1.0 404 Extended Cmd with no form or cgi\n");
-        HomePath(SendPath[ch], "stder.htm");
+        HomePath(Channels[ch].SendPath, "stder.htm");
         c.RequestFlags |= kRequestError;
         return true;
     }
     if (!target.query) {
         // A file that exists but is being written (access denied) is not a 404: its path is
         // kept and the sending waits for it.
-        FILE* file = outside ? nullptr : FileOpen(SendPath[ch], "rb");
+        FILE* file = outside ? nullptr : FileOpen(Channels[ch].SendPath, "rb");
         if (file)
             fclose(file);
         else if (outside || errno != EACCES)
@@ -186,7 +182,7 @@ void Answer(HWND window, int ch) {
         c.CgiState = kCgiNone;
     }
     c.RequestFlags = 0;
-    SendaFile(window, ch, SendPath[ch]);
+    SendaFile(window, ch, Channels[ch].SendPath);
 }
 
 }  // namespace

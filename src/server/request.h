@@ -17,13 +17,6 @@ constexpr uint16_t kRequestCgi = 0x08;
 constexpr uint16_t kRequestNoVersion = 0x10;
 constexpr uint16_t kRequestError = 0x20;
 
-constexpr int kPathSize = 200;
-
-// Per-channel state of the server, indexed by channel number.
-extern char SendPath[kChannelCount][kPathSize];
-extern char CgiCommand[kChannelCount][kPathSize];
-extern int16_t CgiShow[kChannelCount];
-extern int16_t CgiWait[kChannelCount];
 // Numbers the pipe files of waited CGI calls: increased before each use, kept below 100.
 extern int16_t PipeCounter;
 

@@ -88,7 +88,7 @@ void Delayed(HWND window, int ch) {
     if (c.CgiState == kImmediatePage) {
         c.State = kWaiting;
         c.CgiState = kCgiNone;
-        SendaFile(window, ch, SendPath[ch]);
+        SendaFile(window, ch, Channels[ch].SendPath);
     }
 }
 

@@ -17,9 +17,6 @@
 
 SettingsRecord Settings;
 
-int16_t ClientOpen = 0;
-int16_t ClientConnected = 0;
-
 namespace {
 
 // Read limits of the text keys (the buffer size given to the profile reader).

@@ -112,10 +112,6 @@ struct SettingsRecord {
 
 extern SettingsRecord Settings;
 
-// Process-wide client flags.
-extern int16_t ClientOpen;       // 0 none, 1 interactive Local Client, 2 a grab being opened
-extern int16_t ClientConnected;  // the Local Client's connect has completed
-
 // The configuration models store their preset into Server.ServerMode; the Panel model (3)
 // leaves it as it is.
 void ApplyServerModel(int16_t serverDef);  // 0 Http, 1 Proxy, 2 Std

@@ -98,7 +98,7 @@ void ServerPort(Pass&, const char* arg) {
 }
 
 void AutoName(Pass&) { Settings.Url.AutoName = 1; }
-void ShowNormal(Pass&) { ShowCommand = SW_SHOWNORMAL; }
+void ShowNormal(Pass&) { Shell.ShowCommand = SW_SHOWNORMAL; }
 void ServerAction(Pass& p) {
     p.actionKind = kServerAction;
     p.actionRequested = 1;
@@ -195,7 +195,7 @@ void Act(const Pass& pass) {
 int16_t DecodeLine(const char* commandLine, int16_t passNumber) {
     Pass pass;
     pass.number = passNumber;
-    ShowCommand = SW_SHOWMINNOACTIVE;
+    Shell.ShowCommand = SW_SHOWMINNOACTIVE;
     int n = (int)strlen(commandLine);
     if (n >= kTooLong) {
         if (passNumber == 1) Print(MainWindow, "DecodeLine, command line is too large (%d characters)\n", n);

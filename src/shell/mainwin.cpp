@@ -36,7 +36,7 @@ void IcmpMessage(HWND window, LPARAM lParam) {
 }
 
 void RunModal(HWND window, const char* templateName, DialogSlot slot) {
-    if (DialogBoxParamA(hInst, templateName, window, DialogProcedures[slot], 0) == -1)
+    if (DialogBoxParamA(hInst, templateName, window, Shell.DialogProcedures[slot], 0) == -1)
         Print(window, "Unable to create %s !!! \n", templateName);
 }
 
@@ -56,7 +56,7 @@ void HideStatistics(HWND window) {
 
 void Command(HWND window, int id) {
     switch (id) {
-        case IDM_FIND: SendMessageA(window, WM_SIZE, 0, (LPARAM)LastSize); break;
+        case IDM_FIND: SendMessageA(window, WM_SIZE, 0, (LPARAM)Shell.LastSize); break;
         case IDM_CONFIGURATION: RunModal(window, "DIALOG_1", kConfigurationDialog); break;
         case IDM_SERVER: RunModal(window, "DIALOG_2", kServerDialog); break;
         case IDM_CLIENT: RunModal(window, "DIALOG_3", kClientDialog); break;
@@ -80,12 +80,12 @@ void Command(HWND window, int id) {
 }
 
 void InstallDialogProcedures() {
-    DialogProcedures[kConfigurationDialog] = ConfigurationDlgProc;
-    DialogProcedures[kServerDialog] = ServerDlgProc;
-    DialogProcedures[kClientDialog] = ClientDlgProc;
-    DialogProcedures[kEditDialog] = EditCommandDlgProc;
-    DialogProcedures[kSaveDialog] = SaveOptionsDlgProc;
-    DialogProcedures[kUrlDialog] = UrlDlgProc;
+    Shell.DialogProcedures[kConfigurationDialog] = ConfigurationDlgProc;
+    Shell.DialogProcedures[kServerDialog] = ServerDlgProc;
+    Shell.DialogProcedures[kClientDialog] = ClientDlgProc;
+    Shell.DialogProcedures[kEditDialog] = EditCommandDlgProc;
+    Shell.DialogProcedures[kSaveDialog] = SaveOptionsDlgProc;
+    Shell.DialogProcedures[kUrlDialog] = UrlDlgProc;
 }
 
 void Create(HWND window, LPARAM lParam) {

@@ -7,13 +7,17 @@
 #include "base/app.h"
 #include "platform/wintypes.h"
 
-extern int16_t ShowCommand;  // how the window is first shown when the command line acts
-extern uint32_t LastSize;    // lParam of the last size message, replayed by Find
-
-// The six modal dialogs' procedures, installed at window creation: Configuration, Server,
-// Client, Edit command, Save options, URL.
+// The six modal dialogs: Configuration, Server, Client, Edit command, Save options, URL.
 enum DialogSlot { kConfigurationDialog, kServerDialog, kClientDialog, kEditDialog, kSaveDialog, kUrlDialog };
-extern DLGPROC DialogProcedures[6];
+
+// What the shell keeps of the window between messages.
+struct ShellState {
+    int16_t ShowCommand = SW_SHOWMINNOACTIVE;  // how the window is first shown when the command line acts
+    uint32_t LastSize = 0;                     // lParam of the last size message, replayed by Find
+    DLGPROC DialogProcedures[6] = {};          // the modal dialogs' procedures, installed at window creation
+};
+
+extern ShellState Shell;
 
 int WinMain(HINSTANCE instance, HINSTANCE previous, char* commandLine, int show);
 LRESULT MainWin(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

@@ -125,7 +125,7 @@ void PlaceCaret(HWND window) {
 }
 
 void OnSize(HWND window, LPARAM size) {
-    LastSize = (uint32_t)size;
+    Shell.LastSize = (uint32_t)size;
     View.clientWidth = (int16_t)LOWORD(size);
     View.clientHeight = (int16_t)HIWORD(size);
     Console.visibleColumns = (int16_t)(View.clientWidth / std::max<int16_t>(1, Console.charWidth));

@@ -19,9 +19,7 @@
 #include "shell/console.h"
 #include "shell/shell.h"
 
-int16_t ShowCommand = SW_SHOWMINNOACTIVE;
-uint32_t LastSize = 0;
-DLGPROC DialogProcedures[6] = {};
+ShellState Shell;
 
 namespace {
 
@@ -87,7 +85,7 @@ int WinMain(HINSTANCE instance, HINSTANCE, char* commandLine, int show) {
     MainWindow = CreateWindowExA(0, "wins2", "Korvel", WS_OVERLAPPEDWINDOW | WS_HSCROLL | WS_VSCROLL, CW_USEDEFAULT,
                                  CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, instance, nullptr);
     if (DecodeLine(commandLine, 0)) {
-        show = ShowCommand;
+        show = Shell.ShowCommand;
         BatchMode = 1;
     }
     ShowWindow(MainWindow, show);

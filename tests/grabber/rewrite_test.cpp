@@ -41,7 +41,7 @@ protected:
     }
     std::string PagePath() { return HomeFile("page.htm"); }
     std::string Marked(const std::string& page, const char* host, const char* base, int16_t mode, int16_t port,
-                       const TagTable& table = UrlTags) {
+                       const TagTable& table = Tags.UrlTags) {
         WriteFile(PagePath(), page);
         EXPECT_EQ(UrlMarker(PagePath().c_str(), host, base, mode, 0, 0, table, port), 1);
         return ReadFile(HomeFile("tmp.txt"));
@@ -49,13 +49,13 @@ protected:
     std::string Browsed(const std::string& page, const char* host = "srv", const char* base = "/a/",
                         int16_t port = 80) {
         WriteFile(PagePath(), page);
-        EXPECT_EQ(UrlBrowser(PagePath().c_str(), host, base, 0, 0, UrlTags, port), 1);
+        EXPECT_EQ(UrlBrowser(PagePath().c_str(), host, base, 0, 0, Tags.UrlTags, port), 1);
         return ReadFile(HomeFile("tmp.txt"));
     }
     std::string Images(const std::string& page, const char* host = "srv", const char* base = "/a/",
                        int16_t port = 80, int16_t expected = 1) {
         WriteFile(PagePath(), page);
-        EXPECT_EQ(ImgBrowser(PagePath().c_str(), host, base, ImageTags, port), expected);
+        EXPECT_EQ(ImgBrowser(PagePath().c_str(), host, base, Tags.ImageTags, port), expected);
         return ReadFile(HomeFile("tmp.txt"));
     }
     std::string Entry(LinkList& list, int16_t index) {
@@ -77,7 +77,7 @@ TEST_F(Rewriting, MarkingMakesRelativeLinksAbsoluteAndLeavesTheRest) {
 }
 
 TEST_F(Rewriting, TheMarkerPassCommentsOutBaseTags) {
-    EXPECT_EQ(Marked("<BASE HREF=\"http://x/\"><form action=\"f\">", "srv", "/a/", kMarkAbsolute, 80, MarkTags),
+    EXPECT_EQ(Marked("<BASE HREF=\"http://x/\"><form action=\"f\">", "srv", "/a/", kMarkAbsolute, 80, Tags.MarkTags),
               "<!base HREF=\"http://x/\"><form action=\"f\">");
 }
 
@@ -161,15 +161,15 @@ TEST_F(Rewriting, PagesAndImagesGetTheirStandIns) {
 
 TEST_F(Rewriting, PassesThatCannotOpenTheirFilesSaySo) {
     std::string none = HomeFile("none.htm");
-    EXPECT_EQ(UrlMarker(none.c_str(), "srv", "/", 0, 0, 0, UrlTags, 80), 0);
+    EXPECT_EQ(UrlMarker(none.c_str(), "srv", "/", 0, 0, 0, Tags.UrlTags, 80), 0);
     EXPECT_EQ(TakePrinted(), "UrlMarker unable to open " + none + "\n");
-    EXPECT_EQ(UrlBrowser(none.c_str(), "srv", "/", 0, 0, UrlTags, 80), 0);
+    EXPECT_EQ(UrlBrowser(none.c_str(), "srv", "/", 0, 0, Tags.UrlTags, 80), 0);
     EXPECT_EQ(TakePrinted(), "UrlBrowser, Unable to open " + none + "\n");
-    EXPECT_EQ(ImgBrowser(none.c_str(), "srv", "/", ImageTags, 80), 0);
+    EXPECT_EQ(ImgBrowser(none.c_str(), "srv", "/", Tags.ImageTags, 80), 0);
     EXPECT_EQ(TakePrinted(), "ImgBrowser, Unable to open " + none + "\n");
     WriteFile(PagePath(), "<img src=a.gif>");
     strcpy(Settings.Url.HomeDir, "/nonexistent-korvel-dir");
-    EXPECT_EQ(ImgBrowser(PagePath().c_str(), "srv", "/", ImageTags, 80), 0);
+    EXPECT_EQ(ImgBrowser(PagePath().c_str(), "srv", "/", Tags.ImageTags, 80), 0);
     EXPECT_EQ(TakePrinted(), "ImgBrowser Unable to open /nonexistent-korvel-dir/tmp.txt\n");
 }
 

@@ -36,52 +36,52 @@ protected:
 TEST_F(TagMap, WithoutTheFileTheBuiltInTablesStay) {
     EXPECT_EQ(TAGinit(), 0);
     EXPECT_EQ(TakePrinted(), "TAGinit, Unable to open tag.map\n");
-    EXPECT_EQ(Entries(UrlTags), "[<a |href=|0|3|5][<area |href=|0|6|5]");
-    EXPECT_EQ(Entries(MarkTags), "[<form |action= |0|6|8][<base ||1|6|0]");
-    EXPECT_EQ(Entries(ImageTags), "[<img |src=|0|5|4][<body |background=|0|6|11][<input |src=|0|7|4]");
-    EXPECT_STREQ(UrlTags.Kind, "Url");
-    EXPECT_STREQ(MarkTags.Kind, "Mark");
-    EXPECT_STREQ(ImageTags.Kind, "Image");
+    EXPECT_EQ(Entries(Tags.UrlTags), "[<a |href=|0|3|5][<area |href=|0|6|5]");
+    EXPECT_EQ(Entries(Tags.MarkTags), "[<form |action= |0|6|8][<base ||1|6|0]");
+    EXPECT_EQ(Entries(Tags.ImageTags), "[<img |src=|0|5|4][<body |background=|0|6|11][<input |src=|0|7|4]");
+    EXPECT_STREQ(Tags.UrlTags.Kind, "Url");
+    EXPECT_STREQ(Tags.MarkTags.Kind, "Mark");
+    EXPECT_STREQ(Tags.ImageTags.Kind, "Image");
 }
 
 TEST_F(TagMap, LinesReplaceTheTablesAndCommentsAreSkipped) {
     EXPECT_EQ(Load("* comment\r\n; another\n\nU <a href=\r\nU <frame src= extra words\nM <base x= Y\n"
                    "M <meta content= N\nI <img\tsrc=\n"),
               "");
-    EXPECT_EQ(Entries(UrlTags), "[<a |href=|0|3|5][<frame |src=|0|7|4]");
-    EXPECT_EQ(Entries(MarkTags), "[<base |x=|1|6|2][<meta |content=|0|6|8]");
-    EXPECT_EQ(Entries(ImageTags), "[<img |src=|0|5|4]");
-    EXPECT_STREQ(UrlTags.Kind, "Url") << "the kind word is never read from the file";
+    EXPECT_EQ(Entries(Tags.UrlTags), "[<a |href=|0|3|5][<frame |src=|0|7|4]");
+    EXPECT_EQ(Entries(Tags.MarkTags), "[<base |x=|1|6|2][<meta |content=|0|6|8]");
+    EXPECT_EQ(Entries(Tags.ImageTags), "[<img |src=|0|5|4]");
+    EXPECT_STREQ(Tags.UrlTags.Kind, "Url") << "the kind word is never read from the file";
 }
 
 TEST_F(TagMap, AnEmptyOrCommentOnlyFileEmptiesEveryTable) {
     for (const char* content : {"", "* only a comment\n; and another\n", "   \n"}) {
         SCOPED_TRACE(content);
         Load(content);
-        EXPECT_EQ(UrlTags.Count + MarkTags.Count + ImageTags.Count, 0);
+        EXPECT_EQ(Tags.UrlTags.Count + Tags.MarkTags.Count + Tags.ImageTags.Count, 0);
     }
     Load(std::string(200, 'U') + "\nU <a href=\n");
-    EXPECT_EQ(UrlTags.Count + MarkTags.Count + ImageTags.Count, 0) << "a first LF beyond byte 200 ends the reading";
+    EXPECT_EQ(Tags.UrlTags.Count + Tags.MarkTags.Count + Tags.ImageTags.Count, 0) << "a first LF beyond byte 200 ends the reading";
 }
 
 TEST_F(TagMap, BadLinesStopTheReadingWithTheirMessage) {
     EXPECT_EQ(Load("U <a href=\n* c\nu <img src=\nI <img src=\n"),
               "TAGinit, line 3  1\xB0word bad type u\n");
-    EXPECT_EQ(Entries(UrlTags), "[<a |href=|0|3|5]") << "the entries read so far stay";
-    EXPECT_EQ(ImageTags.Count, 0);
+    EXPECT_EQ(Entries(Tags.UrlTags), "[<a |href=|0|3|5]") << "the entries read so far stay";
+    EXPECT_EQ(Tags.ImageTags.Count, 0);
     EXPECT_EQ(Load("I <img src=\nU\nU <a href=\n"), "TAGinit, line 2 missing 2\xB0word\n");
-    EXPECT_EQ(Entries(ImageTags), "[<img |src=|0|5|4]");
-    EXPECT_EQ(UrlTags.Count, 0);
+    EXPECT_EQ(Entries(Tags.ImageTags), "[<img |src=|0|5|4]");
+    EXPECT_EQ(Tags.UrlTags.Count, 0);
     EXPECT_EQ(Load("U <a\n"), "TAGinit, line 1 missing 3\xB0word\n");
     EXPECT_EQ(Load("Xylophone <a href=\n"), "TAGinit, line 1  1\xB0word bad type Xylophone\n");
 }
 
 TEST_F(TagMap, ALongLineEndsTheReadingSilentlyAndALastLineNeedsNoFeed) {
     EXPECT_EQ(Load("U <a href=\nU <area href=" + std::string(200, ' ') + "\nI <img src=\n"), "");
-    EXPECT_EQ(Entries(UrlTags), "[<a |href=|0|3|5]");
-    EXPECT_EQ(ImageTags.Count, 0);
+    EXPECT_EQ(Entries(Tags.UrlTags), "[<a |href=|0|3|5]");
+    EXPECT_EQ(Tags.ImageTags.Count, 0);
     EXPECT_EQ(Load("U <a href=\nI <img src= Y"), "");
-    EXPECT_EQ(Entries(ImageTags), "[<img |src=|1|5|4]");
+    EXPECT_EQ(Entries(Tags.ImageTags), "[<img |src=|1|5|4]");
 }
 
 TEST_F(TagMap, FullTablesAndLongWordsAreLeftOutAndTheReadingGoesOn) {
@@ -95,10 +95,10 @@ TEST_F(TagMap, FullTablesAndLongWordsAreLeftOutAndTheReadingGoesOn) {
               "TAGinit, line 11 table Url is full\nTAGinit, line 12 table Url is full\n"
               "TAGinit, line 13 table Url is full\nTAGinit, line 14 word too long\n"
               "TAGinit, line 15 word too long\n");
-    EXPECT_EQ(UrlTags.Count, 10);
-    EXPECT_STREQ(UrlTags.Tag[9], "<t9 ");
-    ASSERT_EQ(ImageTags.Count, 1);
-    EXPECT_EQ(std::string(ImageTags.Attribute[0]), std::string(19, 'a'));
+    EXPECT_EQ(Tags.UrlTags.Count, 10);
+    EXPECT_STREQ(Tags.UrlTags.Tag[9], "<t9 ");
+    ASSERT_EQ(Tags.ImageTags.Count, 1);
+    EXPECT_EQ(std::string(Tags.ImageTags.Attribute[0]), std::string(19, 'a'));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -117,13 +117,13 @@ protected:
         if (out) fclose(out);
         GrabTest::TearDown();
     }
-    int16_t Tag(const TagTable& table = UrlTags) { return Detect(in, table, 0, 1, 0, nullptr, 0, out, 1, &entry, DetectTag); }
-    int16_t Attribute(const TagTable& table = UrlTags) {
+    int16_t Tag(const TagTable& table = Tags.UrlTags) { return Detect(in, table, 0, 1, 0, nullptr, 0, out, 1, &entry, DetectTag); }
+    int16_t Attribute(const TagTable& table = Tags.UrlTags) {
         return Detect(in, table, 0, 0, 0, nullptr, 0, out, 1, &entry, DetectAttribute);
     }
     int16_t Value(int16_t outMax = kDetectValueSize) {
         value[0] = '\0';
-        return Detect(in, UrlTags, 0, 0, 1, value, outMax, out, 1, &entry, DetectValue);
+        return Detect(in, Tags.UrlTags, 0, 0, 1, value, outMax, out, 1, &entry, DetectValue);
     }
     // The value of the first link, terminator included, or "" when none is found.
     std::string FirstValue(const std::string& page) {
@@ -225,12 +225,12 @@ TEST_F(Scanner, TooLargeValuesAndTheEndOfThePage) {
 
 TEST_F(Scanner, TheBuiltInMarkTableNeverFindsAFormButAlwaysABase) {
     Page("<form action=\"x\"><base href=\"y\">");
-    EXPECT_EQ(Tag(MarkTags), 6);
+    EXPECT_EQ(Tag(Tags.MarkTags), 6);
     EXPECT_EQ(entry, 0);
-    EXPECT_EQ(Attribute(MarkTags), -1) << "the attribute's trailing blank never matches";
-    EXPECT_EQ(Tag(MarkTags), 6);
+    EXPECT_EQ(Attribute(Tags.MarkTags), -1) << "the attribute's trailing blank never matches";
+    EXPECT_EQ(Tag(Tags.MarkTags), 6);
     EXPECT_EQ(entry, 1);
-    EXPECT_EQ(Attribute(MarkTags), 1) << "an empty attribute matches the first significant byte";
+    EXPECT_EQ(Attribute(Tags.MarkTags), 1) << "an empty attribute matches the first significant byte";
 }
 
 }  // namespace

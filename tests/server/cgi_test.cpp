@@ -81,11 +81,11 @@ TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
         return std::string(Channels[ch].PipeName);
     };
     EXPECT_EQ(call(0), "ch0_01.tok") << "the first waited call after start-up";
-    EXPECT_STREQ(CgiCommand[0], "prog korvel/ch0_01 a");
+    EXPECT_STREQ(Channels[0].CgiCommand, "prog korvel/ch0_01 a");
     PipeCounter = 98;
     EXPECT_EQ(call(0), "ch0_99.tok");
     EXPECT_EQ(call(11), "ch11_00.tok");
-    EXPECT_STREQ(CgiCommand[11], "prog korvel/ch11_00 a");
+    EXPECT_STREQ(Channels[11].CgiCommand, "prog korvel/ch11_00 a");
     EXPECT_EQ(call(0), "ch0_01.tok");
     EXPECT_TRUE(dir.Exists("korvel/ch11_00.url"));
     EXPECT_TRUE(dir.Exists("korvel/ch0_99"));
@@ -125,7 +125,7 @@ TEST_F(CgiTest, AUrlFileThatCannotBeMadeIsReportedAndTheCallGoesOn) {
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open korvel/ch0_01.url\n");
     EXPECT_EQ(Channels[0].SendFile, nullptr);
     EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
-    EXPECT_STREQ(CgiCommand[0], "prog korvel/ch0_01 a");
+    EXPECT_STREQ(Channels[0].CgiCommand, "prog korvel/ch0_01 a");
 }
 
 // The command line "p a...a" of a call whose argument text is a blank and n letters.
@@ -137,7 +137,7 @@ protected:
     }
     bool Call(size_t letters) {
         Waiting(0);
-        strcpy(CgiCommand[0], "previous");
+        strcpy(Channels[0].CgiCommand, "previous");
         call = "cgi-dosx " + std::string(letters, 'a');
         frontEnd.printed.clear();
         return CgiRequestLine(MainWindow, 0, call.c_str(), "GET /cgi-dosx?a HTTP/1.0\r\n");
@@ -152,24 +152,24 @@ protected:
 
 TEST_F(CommandLengthTest, ProgramsStartWithAtMost126Characters) {
     ASSERT_TRUE(Call(124));
-    EXPECT_EQ(strlen(CgiCommand[0]), 126u);
+    EXPECT_EQ(strlen(Channels[0].CgiCommand), 126u);
     EXPECT_EQ(Printed(), "");
     EXPECT_EQ(Channels[0].State, kWaiting);
 
     EXPECT_FALSE(Call(125));
     EXPECT_EQ(Printed(), "Process read, size of cgi command line 127 is greater than 128\n" + std::string(kNoSocket));
     EXPECT_EQ(Channels[0].State, kLeaving);
-    EXPECT_EQ(CgiCommand[0], "p " + std::string(125, 'a')) << "kept before the check";
+    EXPECT_EQ(Channels[0].CgiCommand, "p " + std::string(125, 'a')) << "kept before the check";
 }
 
 TEST_F(CommandLengthTest, CommandLinesOver511CharactersAreRefusedFirst) {
     EXPECT_FALSE(Call(509));
     EXPECT_EQ(Printed(), "Process read, size of cgi command line 511 is greater than 128\n" + std::string(kNoSocket));
-    EXPECT_EQ(strlen(CgiCommand[0]), 199u) << "cut to the field";
+    EXPECT_EQ(strlen(Channels[0].CgiCommand), 199u) << "cut to the field";
 
     EXPECT_FALSE(Call(510));
     EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + std::string(kNoSocket));
-    EXPECT_STREQ(CgiCommand[0], "previous");
+    EXPECT_STREQ(Channels[0].CgiCommand, "previous");
     EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
 
     EXPECT_FALSE(Call(4000));
@@ -185,15 +185,15 @@ protected:
         platform::UseFakeClock(1800000000, 0);
         Waiting(2);
         Channels[2].StateTime = 1700000000;
-        CgiWait[2] = 1;
-        CgiShow[2] = SW_SHOWMINNOACTIVE;
+        Channels[2].CgiWait = 1;
+        Channels[2].CgiShow = SW_SHOWMINNOACTIVE;
     }
 };
 
 TEST_F(LaunchTest, CgiMaxRunningProgramsDelayTheCallLeavingChannelsIncluded) {
     Settings.CGI.CGIMax = 2;
     Settings.Server.HowManyClients = 5;
-    strcpy(CgiCommand[2], "prog korvel/ch2_03 a");
+    strcpy(Channels[2].CgiCommand, "prog korvel/ch2_03 a");
     Channels[0].State = kSending;
     Channels[0].CgiState = kPipeCgi;
     Channels[4].State = kLeaving;
@@ -349,7 +349,7 @@ TEST_F(PendingCgiTest, ADelayedCallIsTriedAgainAtEverySend) {
     Channels[0].State = kLeaving;
     Channels[0].CgiState = kPipeCgi;
     Channels[3].CgiState = kCgiDelayed;
-    strcpy(CgiCommand[3], "c:\\no\\such\\program");
+    strcpy(Channels[3].CgiCommand, "c:\\no\\such\\program");
     SendBlockOfData(MainWindow, 3);
     SendBlockOfData(MainWindow, 3);
     EXPECT_EQ(frontEnd.printed, "Delaying <3> [c:\\no\\such\\program] ...\nDelaying <3> [c:\\no\\such\\program] ...\n");

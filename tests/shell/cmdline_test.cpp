@@ -27,7 +27,7 @@ protected:
 
 TEST_F(CommandLine, AnEmptyLineAsksForNothing) {
     EXPECT_EQ(Pass0(""), 0);
-    EXPECT_EQ(ShowCommand, SW_SHOWMINNOACTIVE);
+    EXPECT_EQ(Shell.ShowCommand, SW_SHOWMINNOACTIVE);
     EXPECT_EQ(frontEnd.printed, "");
 }
 
@@ -98,9 +98,9 @@ TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {
 
 TEST_F(CommandLine, AnActionShowsTheWindowMinimizedUnlessShowIsAsked) {
     Pass0("-sport 1 -ping x");
-    EXPECT_EQ(ShowCommand, SW_SHOWMINNOACTIVE);
+    EXPECT_EQ(Shell.ShowCommand, SW_SHOWMINNOACTIVE);
     Pass0("-s -ping x");
-    EXPECT_EQ(ShowCommand, SW_SHOWNORMAL);
+    EXPECT_EQ(Shell.ShowCommand, SW_SHOWNORMAL);
 }
 
 TEST_F(CommandLine, AnArgumentIsTakenWhateverItLooksLike) {

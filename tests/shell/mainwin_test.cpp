@@ -76,7 +76,7 @@ TEST_F(MainWindowRouting, ClosingTheStatisticsWindowHidesItThroughTheMainWindow)
 }
 
 TEST_F(MainWindowRouting, AModalDialogThatCannotBeCreatedIsNamedOnTheConsole) {
-    DialogProcedures[kConfigurationDialog] = nullptr;
+    Shell.DialogProcedures[kConfigurationDialog] = nullptr;
     SendMessageA(MainWindow, WM_COMMAND, IDM_CONFIGURATION, 0);
     EXPECT_EQ(frontEnd.printed, "Unable to create DIALOG_1 !!! \n");
 }

@@ -36,9 +36,9 @@ void ResetProgramState() {
     StatisticsDialog = nullptr;
     PingDialog = nullptr;
     BatchMode = 0;
-    ShowCommand = SW_SHOWMINNOACTIVE;
-    LastSize = 0;
-    for (auto& proc : DialogProcedures) proc = nullptr;
+    Shell.ShowCommand = SW_SHOWMINNOACTIVE;
+    Shell.LastSize = 0;
+    for (auto& proc : Shell.DialogProcedures) proc = nullptr;
     memset(Channels, 0, sizeof Channels);
     InitChannels();
     RegisterServerRoles();
