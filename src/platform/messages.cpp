@@ -147,6 +147,21 @@ void ResetWindows() {
 
 size_t QueuedMessageCount() { return queue.size(); }
 
+int DispatchPendingEvents(int rounds) {
+    int dispatched = 0;
+    for (int round = 0; round < rounds; ++round) {
+        PollSources(0);
+        if (queue.empty()) break;
+        while (!queue.empty()) {
+            MSG msg = queue.front();
+            queue.pop_front();
+            DispatchMessageA(&msg);
+            ++dispatched;
+        }
+    }
+    return dispatched;
+}
+
 void DropMessagesFor(HWND window) {
     queue.erase(std::remove_if(queue.begin(), queue.end(), [window](const MSG& m) { return m.hwnd == window; }),
                 queue.end());

@@ -79,6 +79,11 @@ void ResetWindows();
 // Number of messages waiting in the queue (tests and the script runner use it).
 size_t QueuedMessageCount();
 
+// Polls the event sources without waiting and dispatches every queued message, over and over
+// until a poll brings nothing new or `rounds` polls have run; returns the messages dispatched.
+// Tests and fuzzers drive the program so, without its message loop and its timers.
+int DispatchPendingEvents(int rounds);
+
 // Removes queued messages addressed to a window that is being destroyed.
 void DropMessagesFor(HWND window);
 

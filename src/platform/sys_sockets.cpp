@@ -47,32 +47,22 @@ int SetFlagOption(int fd, int level, int option, bool on) {
     return setsockopt(fd, level, option, &value, sizeof value);
 }
 
-}  // namespace
 
-int OpenSocket(SocketKind kind, int protocol) {
+int SystemOpenSocket(SocketKind kind, int protocol) {
     int type = kind == SocketKind::Stream ? SOCK_STREAM : kind == SocketKind::Datagram ? SOCK_DGRAM : SOCK_RAW;
     return socket(AF_INET, type | SOCK_CLOEXEC, protocol);
 }
 
-int Close(int fd) { return close(fd); }
+int SystemClose(int fd) { return close(fd); }
 
-void DiscardInput(int fd, size_t most) {
-    char buffer[4096];
-    while (most > 0) {
-        ssize_t n = recv(fd, buffer, most < sizeof buffer ? most : sizeof buffer, MSG_DONTWAIT);
-        if (n <= 0) return;
-        most -= (size_t)n;
-    }
-}
-
-int Bind(int fd, uint32_t address, uint16_t port) {
+int SystemBind(int fd, uint32_t address, uint16_t port) {
     sockaddr_in a = MakeAddress(address, port);
     return bind(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a);
 }
 
-int Listen(int fd, int backlog) { return listen(fd, backlog); }
+int SystemListen(int fd, int backlog) { return listen(fd, backlog); }
 
-int Accept(int fd, uint32_t* address, uint16_t* port) {
+int SystemAccept(int fd, uint32_t* address, uint16_t* port) {
     sockaddr_in a;
     socklen_t length = sizeof a;
     memset(&a, 0, sizeof a);
@@ -81,9 +71,40 @@ int Accept(int fd, uint32_t* address, uint16_t* port) {
     return result;
 }
 
-int Connect(int fd, uint32_t address, uint16_t port) {
+int SystemConnect(int fd, uint32_t address, uint16_t port) {
     sockaddr_in a = MakeAddress(address, port);
     return connect(fd, reinterpret_cast<const sockaddr*>(&a), sizeof a);
+}
+
+int SystemTakePendingError(int fd, int* error) {
+    socklen_t length = sizeof *error;
+    return getsockopt(fd, SOL_SOCKET, SO_ERROR, error, &length);
+}
+
+const Backend kSystem = {SystemOpenSocket, SystemClose,   SystemBind,          SystemListen,
+                         SystemAccept,     SystemConnect, SystemTakePendingError};
+const Backend* backend = &kSystem;
+
+}  // namespace
+
+const Backend& SystemBackend() { return kSystem; }
+void UseBackend(const Backend* b) { backend = b ? b : &kSystem; }
+
+int OpenSocket(SocketKind kind, int protocol) { return backend->OpenSocket(kind, protocol); }
+int Close(int fd) { return backend->Close(fd); }
+int Bind(int fd, uint32_t address, uint16_t port) { return backend->Bind(fd, address, port); }
+int Listen(int fd, int backlog) { return backend->Listen(fd, backlog); }
+int Accept(int fd, uint32_t* address, uint16_t* port) { return backend->Accept(fd, address, port); }
+int Connect(int fd, uint32_t address, uint16_t port) { return backend->Connect(fd, address, port); }
+int TakePendingError(int fd, int* error) { return backend->TakePendingError(fd, error); }
+
+void DiscardInput(int fd, size_t most) {
+    char buffer[4096];
+    while (most > 0) {
+        ssize_t n = recv(fd, buffer, most < sizeof buffer ? most : sizeof buffer, MSG_DONTWAIT);
+        if (n <= 0) return;
+        most -= (size_t)n;
+    }
 }
 
 long Send(int fd, const void* data, size_t length, int flags) {
@@ -122,11 +143,6 @@ int SetNonBlocking(int fd, bool on) {
 }
 
 int BytesToRead(int fd, int* count) { return ioctl(fd, FIONREAD, count); }
-
-int TakePendingError(int fd, int* error) {
-    socklen_t length = sizeof *error;
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, error, &length);
-}
 
 int SetReuseAddress(int fd, bool on) { return SetFlagOption(fd, SOL_SOCKET, SO_REUSEADDR, on); }
 

@@ -5,6 +5,11 @@
 // so it reaches the system through the functions below and never sees the originals.
 // Addresses and ports are IPv4 values in network byte order. Every call that fails returns -1
 // and leaves errno as the system call set it.
+//
+// How sockets come to be and meet (open, bind, listen, accept, connect, close, and the result
+// of a connect) goes through a backend: the system's, or a stand-in that joins the program to
+// peers in the same process (fake_sockets.h), as tests and fuzzers do. A stand-in's sockets
+// are real descriptors, so sending, receiving and polling stay the system's.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +25,21 @@ enum : int {
     kPeek = 1 << 1,
     kDontRoute = 1 << 2,
 };
+
+// The calls a backend provides.
+struct Backend {
+    int (*OpenSocket)(SocketKind kind, int protocol);
+    int (*Close)(int fd);
+    int (*Bind)(int fd, uint32_t address, uint16_t port);
+    int (*Listen)(int fd, int backlog);
+    int (*Accept)(int fd, uint32_t* address, uint16_t* port);
+    int (*Connect)(int fd, uint32_t address, uint16_t port);
+    int (*TakePendingError)(int fd, int* error);
+};
+
+// The system's backend, and the one in use (null puts the system's back).
+const Backend& SystemBackend();
+void UseBackend(const Backend* backend);
 
 int OpenSocket(SocketKind kind, int protocol);
 int Close(int fd);

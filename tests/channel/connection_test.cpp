@@ -1,0 +1,303 @@
+// The connection core as a peer sees it: the real server, channels and Winsock events on the
+// in-memory socket backend. Each row is what a peer sends, what the console shows and what
+// the peer gets back, byte for byte.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/app.h"
+#include "base/textio.h"
+#include "base/timestamp.h"
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "grabber/fetch.h"
+#include "platform/clock.h"
+#include "platform/fake_sockets.h"
+#include "platform/messages.h"
+#include "settings/settings.h"
+#include "support/posix_peer.h"
+#include "support/scoped_env.h"
+#include "support/shell_fixture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using testing_support::ChangeDir;
+using testing_support::ScopedEnv;
+using testing_support::ShellTest;
+using testing_support::TempDir;
+
+constexpr time_t kNow = 1800000000;
+constexpr uint16_t kPort = 8080;
+constexpr uint16_t kRelayPort = 9090;
+constexpr int kRounds = 200;
+
+class Connection : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        platform::UseFakeClock(kNow, 0);
+        CreateMainWindow();
+        fakenet::Install();
+        ASSERT_EQ(StartWinsock(), 1);
+        ASSERT_EQ(mkdir(dir.File("site").c_str(), 0755), 0);
+        ASSERT_EQ(mkdir(dir.File("site/sub").c_str(), 0755), 0);
+        dir.Write("site/a.txt", "hello");
+        dir.Write("site/home.htm", "<p>home</p>");
+        dir.Write("site/stder.htm", "missing");
+        dir.Write("site/stdack.htm", "thanks");
+        dir.Write("site/sub/home.htm", "sub home");
+        ServerSettings& s = Settings.Server;
+        CopyText(s.HomeDir, "site");
+        s.ServerPort = kPort;
+        s.LeavingTimeout = 0;
+        Settings.Standard.Server = 1;
+        char stamp[kTimeStampSize];
+        TimeStamp(kNow, stamp);
+        this->stamp = stamp;
+    }
+    void TearDown() override {
+        for (int fd : peers) peer::Close(fd);
+        CloseServer();
+        CloseAllClients();
+        CloseWS();
+        fakenet::Remove();
+        platform::UseRealClock();
+        ShellTest::TearDown();
+    }
+
+    void Open() {
+        ASSERT_TRUE(OpenServer());
+        frontEnd.printed.clear();
+    }
+    int Peer(int fd) {
+        if (fd >= 0) peers.push_back(fd);
+        return fd;
+    }
+    int Connect() {
+        int fd = Peer(fakenet::ConnectToProgram(kPort));
+        platform::DispatchPendingEvents(kRounds);
+        return fd;
+    }
+    // Sends `bytes` in pieces of `piece` bytes, letting the program run after each.
+    void Send(int fd, const std::string& bytes, size_t piece = 0) {
+        if (piece == 0) piece = bytes.size();
+        for (size_t at = 0; at < bytes.size(); at += piece) {
+            ASSERT_TRUE(peer::Write(fd, bytes.substr(at, piece)));
+            platform::DispatchPendingEvents(kRounds);
+        }
+    }
+    static std::string Received(int fd) { return peer::ReadAvailable(fd); }
+    // The console text, each time stamp written "<time>" and each visitor's address "<peer>".
+    std::string Console() const {
+        std::string text = frontEnd.printed;
+        for (size_t at = text.find(stamp); at != std::string::npos; at = text.find(stamp, at))
+            text.replace(at, stamp.size(), "<time>");
+        const std::string visitor = "127.0.0.1:4";  // the backend numbers visitors' ports from 40000
+        for (size_t at = text.find(visitor); at != std::string::npos; at = text.find(visitor, at))
+            text.replace(at, visitor.size() + 4, "<peer>");
+        return text;
+    }
+
+    TempDir dir;
+    ChangeDir inside{dir.path()};
+    std::unique_ptr<ScopedEnv> tz = std::make_unique<ScopedEnv>("TZ", "UTC");
+    std::string stamp;
+    std::vector<int> peers;
+};
+
+// A target of over 200 bytes: the line overflows the 200-byte line buffer into an Extended Cmd.
+#define LONG_TARGET                                                                                            \
+    "/aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa" \
+    "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa" \
+    "aaaaaaaaaaaaaaaa"
+#define LONG_REQUEST "GET " LONG_TARGET " HTTP/1.0\r\n\r\n"
+#define LONG_REQUEST_SHOWN "GET " LONG_TARGET " HTTP/1.0[CR][LF]\n[CR][LF]\n"
+
+// A request, whole or in pieces, and what comes of it.
+struct Exchange {
+    const char* name;
+    int16_t http10;  // [Standard] Server
+    const char* request;
+    size_t piece;  // 0: all at once
+    const char* console;
+    const char* reply;
+};
+
+const Exchange kExchanges[] = {
+    {"a file with its header", 1, "GET /a.txt HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 77 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
+    {"an HTML page is typed", 1, "GET /home.htm HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /home.htm HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/home.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n26 bytes received, 128 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 11\r\n\r\n<p>home</p>"},
+    {"byte by byte", 1, "GET /a.txt HTTP/1.0\r\n\r\n", 1,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 77 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
+    {"HTTP/0.9 answers carry no header", 0, "GET /a.txt HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 5 bytes sent\n",
+     "hello"},
+    {"a directory is its home page", 1, "GET /sub/ HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /sub/ HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/sub/home.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n22 bytes received, 124 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 8\r\n\r\nsub home"},
+    {"a missing file", 1, "GET /nope HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /nope HTTP/1.0[CR][LF]\n[CR][LF]\n\nHTTP/1.0 404 file requested site/nope was not found\n"
+     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n22 bytes received, 7 bytes sent\n",
+     "missing"},
+    {"a target climbing out of the home directory", 1, "GET /../korvel.ini HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /../korvel.ini HTTP/1.0[CR][LF]\n[CR][LF]\n\n"
+     "HTTP/1.0 404 file requested site/../korvel.ini was not found\n"
+     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 7 bytes sent\n",
+     "missing"},
+    {"a form post goes to the Mailbox", 1, "GET /post?name=Jo+Ann HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /post?name=Jo+Ann HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/stdack.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n34 bytes received, 122 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 6\r\n\r\nthanks"},
+    {"a request line too long for the line buffer", 1, LONG_REQUEST, 0,
+     "Remote Client <0> Login <peer>,<time> \n" LONG_REQUEST_SHOWN
+     "Extended Command received\nHTTP/1.0 404 Extended Cmd with no form or cgi\n\nSending file <0> site/stder.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n254 bytes received, 7 bytes sent\n",
+     "missing"},
+    {"another method than GET is not answered", 1, "HEAD /a.txt HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nHEAD /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n", ""},
+    {"a request line without a version is answered at once, without a header", 1, "GET /a.txt\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt[CR][LF]\n\nSending file <0> site/a.txt ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n12 bytes received, 5 bytes sent\n",
+     "hello"},
+};
+
+TEST_F(Connection, RequestsAndAnswers) {
+    for (const Exchange& row : kExchanges) {
+        SCOPED_TRACE(row.name);
+        Settings.Standard.Server = row.http10;
+        Open();
+        int peer = Connect();
+        Send(peer, row.request, row.piece);
+        EXPECT_EQ(Console(), row.console);
+        EXPECT_EQ(Received(peer), row.reply);
+        CloseServer();
+    }
+}
+
+}  // namespace
+
+// What the server does beside answering: refusing when every channel is busy, relaying to
+// another server, and a visitor that goes before its answer.
+TEST_F(Connection, BusyChannelsRelayAndHangUps) {
+    Settings.Server.HowManyClients = 1;
+    Open();
+    int first = Connect();
+    int second = Connect();
+    EXPECT_EQ(Received(second), "HTTP/1.0 502 Service Temporaly Overloaded\r\n");
+    EXPECT_EQ(Console(), "Remote Client <0> Login <peer>,<time> \n\nServerMsg, connection and all channels are busy ...\n");
+    frontEnd.printed.clear();
+    peer::Close(first);
+    platform::DispatchPendingEvents(kRounds);
+    EXPECT_EQ(Console(), "\nRemote Client <0> Logout <peer>,<time> \n0 bytes received, 0 bytes sent\n");
+    frontEnd.printed.clear();
+    Send(Connect(), "GET /a.txt HTTP/1.0\r\n\r\n");
+    EXPECT_NE(Console().find("Sending file <0> site/a.txt ..."), std::string::npos) << "the slot was free again";
+}
+
+TEST_F(Connection, ProxyRelay) {
+    ServerSettings& s = Settings.Server;
+    ApplyServerModel(1);
+    s.ServerProxy = 1;
+    CopyText(s.ProxyHost, "127.0.0.1");
+    s.ProxyPort = kRelayPort;
+    fakenet::Serve(kRelayPort);
+    Open();
+    int visitor = Connect();
+    int origin = Peer(fakenet::TakeConnection(kRelayPort));
+    ASSERT_GE(origin, 0);
+    Send(visitor, "GET / HTTP/1.0\r\n\r\n");
+    EXPECT_EQ(Received(origin), "GET / HTTP/1.0\r\n\r\n");
+    Send(origin, "HTTP/1.0 200 OK\r\n\r\nrelayed");
+    EXPECT_EQ(Received(visitor), "HTTP/1.0 200 OK\r\n\r\nrelayed");
+    peer::Close(origin);
+    platform::DispatchPendingEvents(kRounds);
+    EXPECT_EQ(Console(),
+              "Remote Client <0> Login <peer>,<time> \n\nConnecting Local Client <1> to 127.0.0.1:9090,<time>\n"
+              "Local Client <1> Login 127.0.0.1:9090,<time> \n"
+              "<1>GET / HTTP/1.0[CR][LF]\n[CR][LF]\n</1><0>HTTP/1.0 200 OK[CR][LF]\n[CR][LF]\nrelayed</0>\n"
+              "Remote Client <0> Logout <peer>,<time> \n18 bytes received, 26 bytes sent\n"
+              "\nLocal Client <1> Logout 127.0.0.1:9090,<time> \n");
+}
+
+// The grab's client on one document: the response as the server sends it, in pieces, and
+// what the grab makes of it.
+struct Response {
+    const char* name;
+    std::vector<std::string> pieces;
+    const char* console;  // between the login line and the end banner, "@" for the logout line
+    const char* saved;
+};
+
+// What every row's console begins and ends with.
+constexpr const char* kGrabStart =
+    "\nConnecting Local Client <0> to 127.0.0.1:9090,<time>\nLocal Client <0> Login 127.0.0.1:9090,<time> \n";
+constexpr const char* kGrabLogout = "\nLocal Client <0> Logout 127.0.0.1:9090,<time> \n";
+constexpr const char* kGrabEnd = "*************\n* End Of URL* Reference= out.htm\n*************\n";
+
+const Response kResponses[] = {
+    {"a whole response",
+     {"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5\r\n\r\nhello"},
+     "Status = 200, Data Length to be received = 5\nContent-Type: text/html\n"
+     "@68 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 63 bytes, Data Length 5\n"
+     "FILE IS COMPLETE\n",
+     "hello"},
+    {"the header cut anywhere",
+     {"HTTP/1.0 2", "00 OK\r\nContent-Le", "ngth: 5\r", "\n\r\nhe", "llo"},
+     "Status = 200, Data Length to be received = 5\n"
+     "@43 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 38 bytes, Data Length 5\n"
+     "FILE IS COMPLETE\n",
+     "hello"},
+    {"a body shorter than announced",
+     {"HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nhello"},
+     "Status = 200, Data Length to be received = 9\n"
+     "@43 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 38 bytes, Data Length 9\n"
+     "FILE IS UNCOMPLETE\n",
+     "hello"},
+    {"no length",
+     {"HTTP/1.0 404 Not Found\r\n\r\ngone"},
+     "Status = 404, Data Length to be received = ?\n"
+     "@30 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 26 bytes, Data Length -1\n"
+     "NO FILELENGTH INFO\n",
+     "gone"},
+    {"no header at all: no verdict", {"just a body\n"}, "@12 bytes received, 127 bytes sent\n", "just a body\n"},
+};
+
+TEST_F(Connection, GrabOfOneDocument) {
+    Settings.Standard.Url = 1;
+    Settings.Url.LeavingTimeout = 0;
+    fakenet::Serve(kRelayPort);
+    for (const Response& row : kResponses) {
+        SCOPED_TRACE(row.name);
+        frontEnd.printed.clear();
+        ASSERT_EQ(StartFetch(kFetchSaveAs, "http://127.0.0.1:9090/page.htm", "out.htm"), 1);
+        platform::DispatchPendingEvents(kRounds);
+        int origin = Peer(fakenet::TakeConnection(kRelayPort));
+        ASSERT_GE(origin, 0);
+        EXPECT_EQ(Received(origin), "GET /page.htm HTTP/1.0\r\nUser-Agent: Korvel/4.0 (Win32; I)\r\n"
+                                    "Accept: image/gif, image/x-xbitmap, image/jpeg, image/pjpeg, */*\r\n\r\n");
+        for (const std::string& piece : row.pieces) Send(origin, piece);
+        peer::Close(origin);
+        platform::DispatchPendingEvents(kRounds);
+        std::string console = row.console;
+        console.replace(console.find('@'), 1, kGrabLogout);
+        EXPECT_EQ(Console(), kGrabStart + console + kGrabEnd);
+        EXPECT_EQ(dir.Read("out.htm"), row.saved);
+    }
+}
