@@ -189,43 +189,44 @@ void Form::InsertText(ControlState& c, const std::u32string& typed) {
     SetEditText(c, text, cursor + (int)bytes.size());
 }
 
-bool Form::PressEnter() {
+KeyResult Form::PressEnter() {
     ControlState* c = Focused();
     if (c && c->kind == ControlKind::Button) {
         Click(*c);
-        return true;
+        return KeyResult::Handled();
     }
     for (ControlState* control : Controls())
         if (control->kind == ControlKind::Button && control->defaultButton) {
             if (control->enabled) Click(*control);
-            return true;
+            break;
         }
-    return true;
+    return KeyResult::Handled();
 }
 
 // Esc cancels: it presses the dialog's button labelled Cancel when it has one (the Server and
 // Client dialogs use control 2 for "Close", which would close the server or the client), else
 // control 2, else the close box.
-void Form::PressEscape() {
+KeyResult Form::PressEscape() {
     if (panel_) {
         platform::UserCloseDialog(dialog_);
-        return;
+        return KeyResult::Handled();
     }
     for (ControlState* control : Controls())
         if (control->kind == ControlKind::Button && strcasecmp(control->label.c_str(), "cancel") == 0) {
             if (control->enabled) platform::UserClick(dialog_, control->id);
-            return;
+            return KeyResult::Handled();
         }
     if (ControlState* cancel = platform::FindControl(dialog_, IDCANCEL)) {
         if (cancel->enabled) platform::UserClick(dialog_, IDCANCEL);
-        return;
+        return KeyResult::Handled();
     }
     platform::UserCloseDialog(dialog_);
+    return KeyResult::Handled();
 }
 
 // A label's letter acts on the control: a button is pressed, a check box or radio button
 // clicked; the letter of a plain label moves the keyboard to the control after it.
-bool Form::PressLetter(char32_t letter) {
+KeyResult Form::PressLetter(char32_t letter) {
     letter = LowerAscii(letter);
     auto controls = Controls();
     for (int i = 0; i < (int)controls.size(); ++i) {
@@ -234,142 +235,150 @@ bool Form::PressLetter(char32_t letter) {
         if (IsClickable(c.kind)) {
             FocusIndex(i, false);
             Click(c);
-            return true;
+            return KeyResult::Handled();
         }
         if (c.kind == ControlKind::Static || c.kind == ControlKind::Group)
             for (int j = i + 1; j < (int)controls.size(); ++j)
                 if (Focusable(*controls[(size_t)j])) {
                     FocusIndex(j, true);
-                    return true;
+                    return KeyResult::Handled();
                 }
     }
-    return false;
+    return KeyResult::Ignored();
 }
 
 // ---------------------------------------------------------------------------------------------
 // Keys.
 
-bool Form::HandleKey(const Event& event) {
+// Each control's own keys first (an open drop-down takes nearly all), then the form's: Tab,
+// Enter, Esc, letters, and arrows that move between controls.
+KeyResult Form::HandleKey(const Event& event) {
     Validate();
     ControlState* c = Focused();
-    if (c && c->kind == ControlKind::DropDown && DropDownKey(*c, event)) return true;
+    if (c && c->kind == ControlKind::DropDown) {
+        KeyResult result = DropDownKey(*c, event);
+        if (result.handled) return result;
+    }
     if (event.key == Key::Tab || event.key == Key::BackTab) {
         MoveFocus(event.key == Key::Tab && !(event.mods & kShift) ? 1 : -1);
-        return true;
+        return KeyResult::Handled();
     }
     if (event.key == Key::Enter) return PressEnter();
-    if (event.key == Key::Escape) {
-        PressEscape();
-        return true;
-    }
+    if (event.key == Key::Escape) return PressEscape();
     if (event.key == Key::Char && (event.mods & kAlt)) return PressLetter(event.ch);
-    if (!c) return event.key == Key::Char && event.mods == 0 && PressLetter(event.ch);
+    if (!c) return event.key == Key::Char && event.mods == 0 ? PressLetter(event.ch) : KeyResult::Ignored();
     if (c->kind == ControlKind::Edit) return EditKey(*c, event);
-    if (IsList(c->kind) && ListKey(*c, event)) return true;
-    if (c->kind == ControlKind::Radio && RadioKey(event)) return true;
+    if (IsList(c->kind)) {
+        KeyResult result = ListKey(*c, event);
+        if (result.handled) return result;
+    }
+    if (c->kind == ControlKind::Radio) {
+        KeyResult result = RadioKey(event);
+        if (result.handled) return result;
+    }
     switch (event.key) {
         case Key::Char:
             if (event.ch == U' ' && IsClickable(c->kind)) {
                 Click(*c);
-                return true;
+                return KeyResult::Handled();
             }
-            return event.mods == 0 && PressLetter(event.ch);
+            return event.mods == 0 ? PressLetter(event.ch) : KeyResult::Ignored();
         case Key::Up:
-        case Key::Left: MoveFocus(-1); return true;
+        case Key::Left: MoveFocus(-1); return KeyResult::Handled();
         case Key::Down:
-        case Key::Right: MoveFocus(1); return true;
-        default: return false;
+        case Key::Right: MoveFocus(1); return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::EditKey(ControlState& c, const Event& event) {
+KeyResult Form::EditKey(ControlState& c, const Event& event) {
     EditState& e = edits_[focus_];
     int length = (int)c.text.size();
     e.cursor = std::clamp(e.cursor, 0, length);
     switch (event.key) {
         case Key::Char:
-            if (event.mods & kCtrl) return false;
+            if (event.mods & kCtrl) return KeyResult::Ignored();
             InsertText(c, std::u32string(1, event.ch));
-            return true;
-        case Key::Paste: InsertText(c, event.text); return true;
+            return KeyResult::Handled();
+        case Key::Paste: InsertText(c, event.text); return KeyResult::Handled();
         case Key::Backspace:
             if (e.selectAll) SetEditText(c, "", 0);
             else if (e.cursor > 0) SetEditText(c, std::string(c.text).erase((size_t)e.cursor - 1, 1), e.cursor - 1);
-            return true;
+            return KeyResult::Handled();
         case Key::Delete:
             if (e.selectAll) SetEditText(c, "", 0);
             else if (e.cursor < length) SetEditText(c, std::string(c.text).erase((size_t)e.cursor, 1), e.cursor);
-            return true;
-        case Key::Left: e.selectAll = false; e.cursor = std::max(0, e.cursor - 1); return true;
-        case Key::Right: e.selectAll = false; e.cursor = std::min(length, e.cursor + 1); return true;
-        case Key::Home: e.selectAll = false; e.cursor = 0; return true;
-        case Key::End: e.selectAll = false; e.cursor = length; return true;
-        case Key::Up: MoveFocus(-1); return true;
-        case Key::Down: MoveFocus(1); return true;
-        default: return false;
+            return KeyResult::Handled();
+        case Key::Left: e.selectAll = false; e.cursor = std::max(0, e.cursor - 1); return KeyResult::Handled();
+        case Key::Right: e.selectAll = false; e.cursor = std::min(length, e.cursor + 1); return KeyResult::Handled();
+        case Key::Home: e.selectAll = false; e.cursor = 0; return KeyResult::Handled();
+        case Key::End: e.selectAll = false; e.cursor = length; return KeyResult::Handled();
+        case Key::Up: MoveFocus(-1); return KeyResult::Handled();
+        case Key::Down: MoveFocus(1); return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::ListKey(ControlState& c, const Event& event) {
+KeyResult Form::ListKey(ControlState& c, const Event& event) {
     int rows = std::max<int>(1, c.height);
     int current = c.selection;
     switch (event.key) {
-        case Key::Up: Select(c, current < 0 ? 0 : current - 1); return true;
-        case Key::Down: Select(c, current < 0 ? 0 : current + 1); return true;
-        case Key::PageUp: Select(c, current - (rows - 1)); return true;
-        case Key::PageDown: Select(c, current < 0 ? rows - 1 : current + rows - 1); return true;
-        case Key::Home: Select(c, 0); return true;
-        case Key::End: Select(c, (int)c.items.size() - 1); return true;
-        default: return false;
+        case Key::Up: Select(c, current < 0 ? 0 : current - 1); return KeyResult::Handled();
+        case Key::Down: Select(c, current < 0 ? 0 : current + 1); return KeyResult::Handled();
+        case Key::PageUp: Select(c, current - (rows - 1)); return KeyResult::Handled();
+        case Key::PageDown: Select(c, current < 0 ? rows - 1 : current + rows - 1); return KeyResult::Handled();
+        case Key::Home: Select(c, 0); return KeyResult::Handled();
+        case Key::End: Select(c, (int)c.items.size() - 1); return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::DropDownKey(ControlState& c, const Event& event) {
+KeyResult Form::DropDownKey(ControlState& c, const Event& event) {
     int count = (int)c.items.size();
     if (dropOpen_ < 0) {
         bool opens = (event.key == Key::Down && (event.mods & kAlt)) || (event.key == Key::Function && event.number == 4) ||
                      (event.key == Key::Char && event.ch == U' ' && event.mods == 0);
         if (opens) {
-            if (count == 0) return true;
+            if (count == 0) return KeyResult::Handled();
             dropOpen_ = focus_;
             dropHighlight_ = std::max(0, c.selection);
-            return true;
+            return KeyResult::Handled();
         }
         if (event.Is(Key::Up)) Select(c, c.selection - 1);
         else if (event.Is(Key::Down)) Select(c, c.selection < 0 ? 0 : c.selection + 1);
-        else return false;
-        return true;
+        else return KeyResult::Ignored();
+        return KeyResult::Handled();
     }
     switch (event.key) {
-        case Key::Up: dropHighlight_ = std::max(0, dropHighlight_ - 1); return true;
-        case Key::Down: dropHighlight_ = std::min(count - 1, dropHighlight_ + 1); return true;
-        case Key::PageUp: dropHighlight_ = std::max(0, dropHighlight_ - (kDropRows - 1)); return true;
-        case Key::PageDown: dropHighlight_ = std::min(count - 1, dropHighlight_ + kDropRows - 1); return true;
-        case Key::Home: dropHighlight_ = 0; return true;
-        case Key::End: dropHighlight_ = count - 1; return true;
-        case Key::Escape: dropOpen_ = -1; return true;
+        case Key::Up: dropHighlight_ = std::max(0, dropHighlight_ - 1); return KeyResult::Handled();
+        case Key::Down: dropHighlight_ = std::min(count - 1, dropHighlight_ + 1); return KeyResult::Handled();
+        case Key::PageUp: dropHighlight_ = std::max(0, dropHighlight_ - (kDropRows - 1)); return KeyResult::Handled();
+        case Key::PageDown: dropHighlight_ = std::min(count - 1, dropHighlight_ + kDropRows - 1); return KeyResult::Handled();
+        case Key::Home: dropHighlight_ = 0; return KeyResult::Handled();
+        case Key::End: dropHighlight_ = count - 1; return KeyResult::Handled();
+        case Key::Escape: dropOpen_ = -1; return KeyResult::Closed();
         case Key::Enter:
             dropOpen_ = -1;
             Select(c, dropHighlight_);
-            return true;
+            return KeyResult::Closed();
         case Key::Char:
-            if (event.ch != U' ') return true;
+            if (event.ch != U' ') return KeyResult::Handled();
             dropOpen_ = -1;
             Select(c, dropHighlight_);
-            return true;
+            return KeyResult::Closed();
         case Key::Tab:
-        case Key::BackTab: dropOpen_ = -1; return false;
-        default: return true;
+        case Key::BackTab: dropOpen_ = -1; return KeyResult::Ignored();
+        default: return KeyResult::Handled();
     }
 }
 
 // Arrows move within a radio group and check the button they reach, as automatic radio
 // buttons do.
-bool Form::RadioKey(const Event& event) {
+KeyResult Form::RadioKey(const Event& event) {
     int direction = 0;
     if (event.key == Key::Up || event.key == Key::Left) direction = -1;
     if (event.key == Key::Down || event.key == Key::Right) direction = 1;
-    if (direction == 0 || event.mods != 0) return false;
+    if (direction == 0 || event.mods != 0) return KeyResult::Ignored();
     auto controls = Controls();
     std::vector<int> group = RadioGroup(focus_);
     auto at = std::find(group.begin(), group.end(), focus_);
@@ -379,10 +388,10 @@ bool Form::RadioKey(const Event& event) {
         if (Focusable(*controls[(size_t)member])) {
             FocusIndex(member, false);
             Click(*controls[(size_t)member]);
-            return true;
+            return KeyResult::Handled();
         }
     }
-    return true;
+    return KeyResult::Handled();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -396,7 +405,7 @@ Rect Form::DropRect(const Rect& outer, const ControlState& c, int canvasHeight) 
     return Rect{field.x, field.y - rows, field.w, rows};
 }
 
-bool Form::HandleMouse(const Event& event, const Rect& outer) {
+KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
     Validate();
     auto controls = Controls();
     if (dropOpen_ >= 0 && dropOpen_ < (int)controls.size()) {
@@ -406,18 +415,18 @@ bool Form::HandleMouse(const Event& event, const Rect& outer) {
         if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
             int step = event.mouse == MouseAction::WheelUp ? -1 : 1;
             dropHighlight_ = std::clamp(dropHighlight_ + step, 0, std::max(0, count - 1));
-            return true;
+            return KeyResult::Handled();
         }
-        if (event.mouse != MouseAction::Press) return true;
+        if (event.mouse != MouseAction::Press) return KeyResult::Handled();
         int index = dropTop_ + event.y - drop.y;
         dropOpen_ = -1;
         if (drop.Contains(event.x, event.y) && index < count) Select(c, index);
-        return true;
+        return KeyResult::Closed();
     }
-    if (!outer.Contains(event.x, event.y)) return false;
+    if (!outer.Contains(event.x, event.y)) return KeyResult::Ignored();
     if (panel_ && event.mouse == MouseAction::Press && CloseBox(outer).Contains(event.x, event.y)) {
         platform::UserCloseDialog(dialog_);
-        return true;
+        return KeyResult::Handled();
     }
     for (int i = 0; i < (int)controls.size(); ++i) {
         ControlState& c = *controls[(size_t)i];
@@ -428,9 +437,9 @@ bool Form::HandleMouse(const Event& event, const Rect& outer) {
             ListState& l = lists_[i];
             int maxTop = std::max(0, (int)c.items.size() - r.h);
             l.top = std::clamp(l.top + (event.mouse == MouseAction::WheelUp ? -kWheelLines : kWheelLines), 0, maxTop);
-            return true;
+            return KeyResult::Handled();
         }
-        if (event.mouse != MouseAction::Press) return true;
+        if (event.mouse != MouseAction::Press) return KeyResult::Handled();
         FocusIndex(i, false);
         if (IsClickable(c.kind)) {
             Click(c);
@@ -444,9 +453,9 @@ bool Form::HandleMouse(const Event& event, const Rect& outer) {
             dropOpen_ = i;
             dropHighlight_ = std::max(0, c.selection);
         }
-        return true;
+        return KeyResult::Handled();
     }
-    return true;
+    return KeyResult::Handled();
 }
 
 // ---------------------------------------------------------------------------------------------

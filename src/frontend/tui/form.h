@@ -23,6 +23,7 @@
 
 #include "frontend/tui/canvas.h"
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 #include "platform/ui.h"
 
 namespace tui {
@@ -43,9 +44,9 @@ public:
 
     // Draws the dialog with its outer frame at `outer`; `active` when it has the keyboard.
     void Draw(Canvas& canvas, const Rect& outer, bool active);
-    // Returns true when the form used the input.
-    bool HandleKey(const Event& event);
-    bool HandleMouse(const Event& event, const Rect& outer);
+    KeyResult HandleKey(const Event& event);
+    // Ignored when the action falls outside the form (and no drop-down of it is open).
+    KeyResult HandleMouse(const Event& event, const Rect& outer);
     // Where the terminal cursor stands while the form has the keyboard (in an edit).
     bool Cursor(const Rect& outer, int& x, int& y) const;
 
@@ -74,16 +75,16 @@ private:
     void FocusIndex(int index, bool fromTab);
     void MoveFocus(int direction);
 
-    bool EditKey(platform::ControlState& c, const Event& event);
-    bool ListKey(platform::ControlState& c, const Event& event);
-    bool DropDownKey(platform::ControlState& c, const Event& event);
-    bool RadioKey(const Event& event);
-    bool PressLetter(char32_t letter);
+    KeyResult EditKey(platform::ControlState& c, const Event& event);
+    KeyResult ListKey(platform::ControlState& c, const Event& event);
+    KeyResult DropDownKey(platform::ControlState& c, const Event& event);
+    KeyResult RadioKey(const Event& event);
+    KeyResult PressLetter(char32_t letter);
     void Click(platform::ControlState& c);
     void SetEditText(platform::ControlState& c, std::string text, int cursor);
     void InsertText(platform::ControlState& c, const std::u32string& text);
-    bool PressEnter();
-    void PressEscape();
+    KeyResult PressEnter();
+    KeyResult PressEscape();
     void Select(platform::ControlState& c, int index);
     Rect DropRect(const Rect& outer, const platform::ControlState& c, int canvasHeight) const;
 
