@@ -182,7 +182,7 @@ TEST_F(TuiForm, EnterPressesTheDefaultOrTheFocusedButtonAndEscPressesButtonTwo) 
     EXPECT_EQ(events, (std::vector<std::string>{"close", "2/0"}));
 }
 
-TEST_F(TuiForm, ListsAndDropDownsSelectWithArrowsAndNotify) {
+TEST_F(TuiForm, DropDownsSelectWithArrowsListsOnlyHighlightUntilAChoice) {
     for (int i = 0; i < 3; ++i) Press(Event::Of(Key::Tab));
     ASSERT_EQ(form.FocusedId(), 148);
     Press(Event::Of(Key::Down));
@@ -196,18 +196,40 @@ TEST_F(TuiForm, ListsAndDropDownsSelectWithArrowsAndNotify) {
     EXPECT_EQ(Text(148), "HTTP 0.9");
     Press(Event::Of(Key::Tab));
     Press(Event::Of(Key::Down));  // a list without a selection starts at its first item
-    EXPECT_EQ(Selection(150), 0);
     Press(Event::Of(Key::End));
-    EXPECT_EQ(Selection(150), 5);
     Draw();
     Press(Event::Of(Key::PageUp));
-    EXPECT_EQ(Selection(150), 3);
-    EXPECT_EQ(events, (std::vector<std::string>{"148/1", "148/1", "150/1", "150/1", "150/1"}));
+    EXPECT_EQ(Selection(150), -1);  // the arrows only moved the highlight
     Draw();  // the list of three rows scrolled to its last items and stays there
     EXPECT_EQ(canvas.At(21, 5).ch, U'd');
     EXPECT_EQ(canvas.At(21, 5).style, Style::ListSelectedFocused);
     EXPECT_EQ(canvas.At(21, 7).ch, U'f');
     EXPECT_EQ(canvas.At(32, 7).ch, U'▼');
+    Press(Event::Of(Key::Enter));  // chooses d ...
+    EXPECT_EQ(Selection(150), 3);
+    Press(Event::Char(U' '));  // ... and chooses it again: notified again
+    Press(Event::Of(Key::Up));
+    Draw();
+    EXPECT_EQ(canvas.At(21, 5).style, Style::ListSelectedFocused);  // c, highlighted
+    EXPECT_EQ(canvas.At(21, 6).style, Style::ListSelected);         // d, still the selection
+    EXPECT_EQ(events, (std::vector<std::string>{"148/1", "148/1", "150/1", "150/1"}));
+
+    // When the program sets the selection, the highlight goes there; a click chooses, and a
+    // second press on the same row soon after (a double click) does not choose again.
+    SendDlgItemMessageA(dialog, 150, LB_SETCURSEL, 5, 0);
+    Press(Event::Of(Key::Enter));
+    EXPECT_EQ(events.back(), "150/1");
+    EXPECT_EQ(Selection(150), 5);
+    events.clear();
+    Draw();  // scrolled to show f: d, e, f
+    Event press = Event::Mouse(MouseAction::Press, 22, 6);  // the row of e
+    for (int64_t ms : {1000, 1300, 2000}) {
+        press.ms = ms;
+        form.HandleMouse(press, kOuter);
+        Pump();
+    }
+    EXPECT_EQ(Selection(150), 4);
+    EXPECT_EQ(events, (std::vector<std::string>{"150/1", "150/1"}));
 }
 
 TEST_F(TuiForm, ALetterActsOnTheControlThatUnderlinesIt) {

@@ -16,6 +16,7 @@ using platform::ControlState;
 constexpr int kEditLimit = 999;  // what the dialog procedures read back at most
 constexpr int kDropRows = 8;
 constexpr int kWheelLines = 3;
+constexpr int64_t kDoubleClickMs = 500;
 
 bool IsList(ControlKind kind) { return kind == ControlKind::List || kind == ControlKind::SortedList; }
 
@@ -158,6 +159,33 @@ void Form::MoveFocus(int direction) {
 
 void Form::Click(ControlState& c) { platform::UserClick(dialog_, c.id); }
 
+// The list's state, brought up to date with the model: when the program refilled the list or
+// set its selection, the highlight moves to the selection.
+Form::ListState& Form::SyncList(int index, const ControlState& c) {
+    ListState& l = lists_[index];
+    if (c.selection == l.seenSelection && c.items == l.seenItems) return l;
+    l.seenSelection = c.selection;
+    l.seenItems = c.items;
+    l.highlight = c.selection;
+    l.follow = true;
+    return l;
+}
+
+void Form::Highlight(ListState& l, const ControlState& c, int item) {
+    if (c.items.empty()) return;
+    l.highlight = std::clamp(item, 0, (int)c.items.size() - 1);
+    l.follow = true;
+}
+
+// A choice selects the item and notifies the dialog procedure, whatever was selected before.
+void Form::Choose(int index, ControlState& c, int item) {
+    if (!platform::UserSelect(dialog_, c.id, item)) return;
+    ListState& l = lists_[index];
+    l.highlight = item;
+    l.seenSelection = c.selection;
+    l.seenItems = c.items;
+}
+
 void Form::Select(ControlState& c, int index) {
     if (c.items.empty()) return;
     index = std::clamp(index, 0, (int)c.items.size() - 1);
@@ -250,13 +278,18 @@ KeyResult Form::PressLetter(char32_t letter) {
 // ---------------------------------------------------------------------------------------------
 // Keys.
 
-// Each control's own keys first (an open drop-down takes nearly all), then the form's: Tab,
-// Enter, Esc, letters, and arrows that move between controls.
+// The keys of a drop-down or a list first (an open drop-down takes nearly all, a list takes
+// Enter), then the form's: Tab, Enter, Esc, letters, the other controls' keys, and arrows that
+// move between controls.
 KeyResult Form::HandleKey(const Event& event) {
     Validate();
     ControlState* c = Focused();
     if (c && c->kind == ControlKind::DropDown) {
         KeyResult result = DropDownKey(*c, event);
+        if (result.handled) return result;
+    }
+    if (c && IsList(c->kind)) {
+        KeyResult result = ListKey(*c, event);
         if (result.handled) return result;
     }
     if (event.key == Key::Tab || event.key == Key::BackTab) {
@@ -268,10 +301,6 @@ KeyResult Form::HandleKey(const Event& event) {
     if (event.key == Key::Char && (event.mods & kAlt)) return PressLetter(event.ch);
     if (!c) return event.key == Key::Char && event.mods == 0 ? PressLetter(event.ch) : KeyResult::Ignored();
     if (c->kind == ControlKind::Edit) return EditKey(*c, event);
-    if (IsList(c->kind)) {
-        KeyResult result = ListKey(*c, event);
-        if (result.handled) return result;
-    }
     if (c->kind == ControlKind::Radio) {
         KeyResult result = RadioKey(event);
         if (result.handled) return result;
@@ -319,16 +348,24 @@ KeyResult Form::EditKey(ControlState& c, const Event& event) {
     }
 }
 
+// The highlight starts at the first item of a list without one. Enter or Space with nothing
+// highlighted (an empty list) is left to the form.
 KeyResult Form::ListKey(ControlState& c, const Event& event) {
+    ListState& l = SyncList(focus_, c);
     int rows = std::max<int>(1, c.height);
-    int current = c.selection;
+    int current = l.highlight;
     switch (event.key) {
-        case Key::Up: Select(c, current < 0 ? 0 : current - 1); return KeyResult::Handled();
-        case Key::Down: Select(c, current < 0 ? 0 : current + 1); return KeyResult::Handled();
-        case Key::PageUp: Select(c, current - (rows - 1)); return KeyResult::Handled();
-        case Key::PageDown: Select(c, current < 0 ? rows - 1 : current + rows - 1); return KeyResult::Handled();
-        case Key::Home: Select(c, 0); return KeyResult::Handled();
-        case Key::End: Select(c, (int)c.items.size() - 1); return KeyResult::Handled();
+        case Key::Up: Highlight(l, c, current < 0 ? 0 : current - 1); return KeyResult::Handled();
+        case Key::Down: Highlight(l, c, current < 0 ? 0 : current + 1); return KeyResult::Handled();
+        case Key::PageUp: Highlight(l, c, current - (rows - 1)); return KeyResult::Handled();
+        case Key::PageDown: Highlight(l, c, current < 0 ? rows - 1 : current + rows - 1); return KeyResult::Handled();
+        case Key::Home: Highlight(l, c, 0); return KeyResult::Handled();
+        case Key::End: Highlight(l, c, (int)c.items.size() - 1); return KeyResult::Handled();
+        case Key::Enter:
+        case Key::Char:
+            if (current < 0 || (event.key == Key::Char && (event.ch != U' ' || event.mods != 0))) return KeyResult::Ignored();
+            Choose(focus_, c, current);
+            return KeyResult::Handled();
         default: return KeyResult::Ignored();
     }
 }
@@ -405,6 +442,13 @@ Rect Form::DropRect(const Rect& outer, const ControlState& c, int canvasHeight) 
     return Rect{field.x, field.y - rows, field.w, rows};
 }
 
+// A press on the same row of the same control soon after the previous one.
+bool Form::DoubleClick(int index, const Event& event) {
+    bool second = lastPress_.control == index && lastPress_.y == event.y && event.ms - lastPress_.ms < kDoubleClickMs;
+    lastPress_ = LastPress{index, event.y, event.ms};
+    return second;
+}
+
 KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
     Validate();
     auto controls = Controls();
@@ -440,6 +484,7 @@ KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
             return KeyResult::Handled();
         }
         if (event.mouse != MouseAction::Press) return KeyResult::Handled();
+        bool second = DoubleClick(i, event);
         FocusIndex(i, false);
         if (IsClickable(c.kind)) {
             Click(c);
@@ -447,8 +492,10 @@ KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
             EditState& e = edits_[i];
             e.cursor = std::clamp(e.scroll + event.x - r.x, 0, (int)c.text.size());
         } else if (IsList(c.kind)) {
-            int index = lists_[i].top + event.y - r.y;
-            if (index < (int)c.items.size()) Select(c, index);
+            // The first press of a double click chose the item; the second (which may find
+            // the list refilled by that choice) chooses nothing more.
+            int item = SyncList(i, c).top + event.y - r.y;
+            if (!second && item < (int)c.items.size()) Choose(i, c, item);
         } else if (c.kind == ControlKind::DropDown && !c.items.empty()) {
             dropOpen_ = i;
             dropHighlight_ = std::max(0, c.selection);
@@ -570,23 +617,23 @@ void Form::DrawEdit(Canvas& canvas, const Rect& r, const ControlState& c, bool f
 
 void Form::DrawList(Canvas& canvas, const Rect& r, const ControlState& c, bool focused, int index) {
     canvas.Fill(r, c.enabled ? Style::List : Style::EditGrey);
-    ListState& l = lists_[index];
+    ListState& l = SyncList(index, c);
     int count = (int)c.items.size();
     bool bar = count > r.h;
-    // Follow the selection when it moved, but let a scrolled list stay where it was put.
-    if (c.selection != l.seenSelection && c.selection >= 0) {
-        if (c.selection < l.top) l.top = c.selection;
-        if (c.selection >= l.top + r.h) l.top = c.selection - r.h + 1;
+    // Follow the highlight when it moved, but let a scrolled list stay where it was put.
+    if (l.follow && l.highlight >= 0) {
+        if (l.highlight < l.top) l.top = l.highlight;
+        if (l.highlight >= l.top + r.h) l.top = l.highlight - r.h + 1;
     }
-    l.seenSelection = c.selection;
+    l.follow = false;
     l.top = std::clamp(l.top, 0, std::max(0, count - r.h));
     int width = bar ? r.w - 1 : r.w;
     for (int row = 0; row < r.h && l.top + row < count; ++row) {
         int item = l.top + row;
-        Style style = !c.enabled            ? Style::EditGrey
-                      : item != c.selection ? Style::List
-                      : focused             ? Style::ListSelectedFocused
-                                            : Style::ListSelected;
+        Style style = !c.enabled                     ? Style::EditGrey
+                      : focused && item == l.highlight ? Style::ListSelectedFocused
+                      : item == c.selection            ? Style::ListSelected
+                                                       : Style::List;
         canvas.Fill(Rect{r.x, r.y + row, width, 1}, style);
         canvas.Text(r.x, r.y + row, DisplayText(c.items[(size_t)item]), style, width);
     }

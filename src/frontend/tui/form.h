@@ -13,12 +13,21 @@
 // button); Space clicks a button, toggles a check box, checks a radio button, opens a
 // drop-down; Enter presses the focused button, else the default one; Esc presses the button
 // with id 2 when the dialog has one (nothing when it is greyed), else closes the dialog as
-// its close box would (a panel always closes as its close box does); arrows move within a radio group, a list or a drop-down, and from
-// other controls to the previous or next one; Alt+letter (or the letter alone, away from an
-// edit) acts on the control whose label underlines that letter.
+// its close box would (a panel always closes as its close box does); arrows move within a radio
+// group or a drop-down, and from other controls to the previous or next one; Alt+letter (or the
+// letter alone, away from an edit) acts on the control whose label underlines that letter.
+//
+// In a list the arrows, Home, End, Page Up and Page Down only move a highlight; Enter, Space, a
+// click or a double click choose the highlighted item. Only a choice selects the item in the
+// model and so notifies the dialog procedure, even when the item was selected already: a
+// procedure that acts on every selection (a directory list that enters the directory) can then
+// be walked through with the keyboard. When the program changes a list's items or selection,
+// the highlight goes to the selection.
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "frontend/tui/canvas.h"
@@ -62,7 +71,17 @@ private:
     };
     struct ListState {
         int top = 0;
+        int highlight = -1;
+        bool follow = false;  // the next draw scrolls the highlight into sight
+        // The model as the form last saw it.
         int seenSelection = -2;
+        std::vector<std::string> seenItems;
+    };
+    // The last press of a mouse button, to tell a double click from two clicks.
+    struct LastPress {
+        int control = -1;
+        int y = -1;
+        int64_t ms = 0;
     };
 
     std::vector<platform::ControlState*> Controls() const;
@@ -77,6 +96,10 @@ private:
 
     KeyResult EditKey(platform::ControlState& c, const Event& event);
     KeyResult ListKey(platform::ControlState& c, const Event& event);
+    ListState& SyncList(int index, const platform::ControlState& c);
+    void Highlight(ListState& l, const platform::ControlState& c, int item);
+    void Choose(int index, platform::ControlState& c, int item);
+    bool DoubleClick(int index, const Event& event);
     KeyResult DropDownKey(platform::ControlState& c, const Event& event);
     KeyResult RadioKey(const Event& event);
     KeyResult PressLetter(char32_t letter);
@@ -99,6 +122,7 @@ private:
     int focus_ = -1;  // index of the control with the keyboard in template order
     std::map<int, EditState> edits_;
     std::map<int, ListState> lists_;
+    LastPress lastPress_;
     int dropOpen_ = -1;  // index of the open drop-down
     int dropHighlight_ = 0;
     int dropTop_ = 0;

@@ -178,6 +178,7 @@ void TerminalFrontEnd::ReadInput() {
     Event event;
     bool any = false, closed = false;
     while (terminal_.Read(event)) {
+        if (event.key == Key::Mouse) event.ms = platform::MonotonicMs();
         closed |= HandleInput(desktop_, event).closed;
         any = true;
     }
