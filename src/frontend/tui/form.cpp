@@ -73,8 +73,107 @@ int Form::FocusedId() const {
     return c ? c->id : 0;
 }
 
-Rect Form::ControlRect(const Rect& outer, const ControlState& c) {
-    return Rect{outer.x + 1 + c.x, outer.y + 1 + c.y, std::max<int>(1, c.width), std::max<int>(1, c.height)};
+Rect Form::ControlRect(const Rect& outer, int index) const {
+    const std::vector<Rect>& places = Places();
+    if (index < 0 || index >= (int)places.size()) return Rect{outer.x + 1, outer.y + 1, 1, 1};
+    const Rect& place = places[(size_t)index];
+    return Rect{outer.x + 1 + place.x, outer.y + 1 + place.y, place.w, place.h};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Placement: where each control stands in cells, inside the frame.
+//
+// A template gives each control its cell and width, but what is drawn of a control can need
+// more: a button's face "< label >", a check box's mark and label, a label's text. So a button
+// is made as wide as its face, and on each row, where a control's face would run into the next
+// control with no blank between them, the rest of the row moves right by the cells missing,
+// when the row then still fits: inside the dialog's frame with a blank before it, and clear of
+// what spans several rows (lists, group boxes' sides). A row that cannot move stays as the
+// template put it.
+
+namespace {
+
+// The cells that a control's face takes on its row.
+int FaceWidth(const ControlState& c) {
+    int width = std::max<int>(1, c.width);
+    int label = (int)ParseMnemonic(c.label).text.size();
+    switch (c.kind) {
+        case ControlKind::Static: return label;
+        case ControlKind::CheckBox:
+        case ControlKind::Radio: return 4 + label;  // "[ ] label"
+        case ControlKind::Button: return std::max(width, 4 + label);  // "< label >"
+        default: return width;
+    }
+}
+
+// A stretch of a row: a one-row control that may move, or a part of a taller control that
+// stays (a list, a group box's side).
+struct Stretch {
+    int index;  // -1 for what stays
+    int x, width;
+};
+
+std::vector<Stretch> RowStretches(const std::vector<ControlState*>& controls, int row) {
+    std::vector<Stretch> stretches;
+    for (int i = 0; i < (int)controls.size(); ++i) {
+        const ControlState& c = *controls[(size_t)i];
+        int width = std::max<int>(1, c.width), height = std::max<int>(1, c.height);
+        if (row < c.y || row >= c.y + height) continue;
+        if (height == 1 && c.kind != ControlKind::Group)
+            stretches.push_back(Stretch{i, c.x, FaceWidth(c)});
+        else if (c.kind == ControlKind::Group && row > c.y && row < c.y + height - 1)
+            stretches.insert(stretches.end(), {Stretch{-1, c.x, 1}, Stretch{-1, c.x + width - 1, 1}});
+        else
+            stretches.push_back(Stretch{-1, c.x, width});
+    }
+    std::stable_sort(stretches.begin(), stretches.end(), [](const Stretch& a, const Stretch& b) { return a.x < b.x; });
+    return stretches;
+}
+
+// Moves the one-row controls of `row` apart where they touch, when the row can move.
+void SpreadRow(const std::vector<ControlState*>& controls, int row, int innerWidth, std::vector<Rect>& places) {
+    std::vector<Stretch> stretches = RowStretches(controls, row);
+    std::vector<std::pair<int, int>> moves;  // control, new x
+    int shift = 0;
+    int end = INT32_MIN / 2;  // the cell after the last stretch placed
+    for (const Stretch& s : stretches) {
+        int x = s.index < 0 ? s.x : s.x + shift;
+        if (x <= end) {
+            // What stays cannot make room; a row the template made touch it stays as it is.
+            if (s.index < 0) {
+                if (shift > 0) return;
+            } else {
+                shift += end + 1 - x;
+                x = end + 1;
+            }
+        }
+        if (s.index >= 0 && shift > 0) moves.push_back({s.index, x});
+        end = std::max(end, x + s.width);
+    }
+    if (shift == 0 || end > innerWidth - 1) return;
+    for (auto [index, x] : moves) places[(size_t)index].x = x;
+}
+
+}  // namespace
+
+const std::vector<Rect>& Form::Places() const {
+    auto controls = Controls();
+    if (places_.size() == controls.size()) return places_;
+    places_.clear();
+    for (const ControlState* c : controls) {
+        int width = std::max<int>(1, c->width);
+        if (c->kind == ControlKind::Button) width = FaceWidth(*c);
+        places_.push_back(Rect{c->x, c->y, width, std::max<int>(1, c->height)});
+    }
+    const DialogTemplate* tpl = platform::DialogTemplateOf(dialog_);
+    int innerWidth = tpl ? tpl->width : 0;
+    std::vector<int> rows;
+    for (const ControlState* c : controls)
+        if (std::max<int>(1, c->height) == 1) rows.push_back(c->y);
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    for (int row : rows) SpreadRow(controls, row, innerWidth, places_);
+    return places_;
 }
 
 bool Form::Focusable(const ControlState& c) {
@@ -434,8 +533,9 @@ KeyResult Form::RadioKey(const Event& event) {
 // ---------------------------------------------------------------------------------------------
 // Mouse.
 
-Rect Form::DropRect(const Rect& outer, const ControlState& c, int canvasHeight) const {
-    Rect field = ControlRect(outer, c);
+Rect Form::DropRect(const Rect& outer, int index, int canvasHeight) const {
+    const ControlState& c = *Controls()[(size_t)index];
+    Rect field = ControlRect(outer, index);
     int rows = std::min<int>(kDropRows, (int)c.items.size());
     Rect below{field.x, field.Bottom(), field.w, rows};
     if (below.Bottom() <= canvasHeight || field.y - rows < 0) return below;
@@ -454,7 +554,7 @@ KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
     auto controls = Controls();
     if (dropOpen_ >= 0 && dropOpen_ < (int)controls.size()) {
         ControlState& c = *controls[(size_t)dropOpen_];
-        Rect drop = DropRect(outer, c, lastCanvasHeight_);
+        Rect drop = DropRect(outer, dropOpen_, lastCanvasHeight_);
         int count = (int)c.items.size();
         if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
             int step = event.mouse == MouseAction::WheelUp ? -1 : 1;
@@ -474,7 +574,7 @@ KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
     }
     for (int i = 0; i < (int)controls.size(); ++i) {
         ControlState& c = *controls[(size_t)i];
-        Rect r = ControlRect(outer, c);
+        Rect r = ControlRect(outer, i);
         if (!r.Contains(event.x, event.y) || !Focusable(c)) continue;
         if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
             if (!IsList(c.kind)) continue;
@@ -526,12 +626,11 @@ void Form::Draw(Canvas& canvas, const Rect& outer, bool active) {
 // the dialog's frame.
 int Form::LabelRoom(const Rect& outer, int index, int natural) const {
     auto controls = Controls();
-    const ControlState& c = *controls[(size_t)index];
-    Rect r = ControlRect(outer, c);
+    Rect r = ControlRect(outer, index);
     int limit = outer.Right() - 1;
     for (int j = 0; j < (int)controls.size(); ++j) {
         if (j == index) continue;
-        Rect other = ControlRect(outer, *controls[(size_t)j]);
+        Rect other = ControlRect(outer, j);
         if (other.Bottom() <= r.y || other.y > r.y) continue;
         if (other.x > r.x) limit = std::min(limit, other.x - 1);
         if (controls[(size_t)j]->kind == ControlKind::Group && other.x < r.x && other.Right() > r.x)
@@ -542,7 +641,7 @@ int Form::LabelRoom(const Rect& outer, int index, int natural) const {
 
 void Form::DrawControl(Canvas& canvas, const Rect& outer, int index, bool active) {
     const ControlState& c = *Controls()[(size_t)index];
-    Rect r = ControlRect(outer, c);
+    Rect r = ControlRect(outer, index);
     bool focused = active && index == focus_;
     Style text = c.enabled ? Style::Dialog : Style::DialogGrey;
     switch (c.kind) {
@@ -644,7 +743,7 @@ void Form::DrawDropList(Canvas& canvas, const Rect& outer) {
     auto controls = Controls();
     if (dropOpen_ >= (int)controls.size()) return;
     const ControlState& c = *controls[(size_t)dropOpen_];
-    Rect drop = DropRect(outer, c, canvas.Height());
+    Rect drop = DropRect(outer, dropOpen_, canvas.Height());
     int count = (int)c.items.size();
     dropHighlight_ = std::clamp(dropHighlight_, 0, std::max(0, count - 1));
     if (dropHighlight_ < dropTop_) dropTop_ = dropHighlight_;
@@ -663,7 +762,7 @@ bool Form::Cursor(const Rect& outer, int& x, int& y) const {
     if (!c || c->kind != ControlKind::Edit || !c->enabled || dropOpen_ >= 0) return false;
     auto found = edits_.find(focus_);
     EditState e = found == edits_.end() ? EditState{} : found->second;
-    Rect r = ControlRect(outer, *c);
+    Rect r = ControlRect(outer, focus_);
     x = r.x + std::clamp(e.cursor - e.scroll, 0, r.w - 1);
     y = r.y;
     return true;

@@ -1,6 +1,7 @@
 // A dialog drawn as a form: the frame with the dialog's title, and its controls at their cells
 // (labels, group boxes, edits, check boxes "[x]", radio buttons "(*)", lists, drop-down lists,
-// buttons "< OK >").
+// buttons "< OK >"). A control gets the cells its face needs: a button is widened to its whole
+// face, and a row whose labels would touch is spread apart where it fits (form.cpp, Placement).
 //
 // The dialog model (platform/ui.h) holds everything the program sees: texts, checks,
 // selections, what is enabled. The form adds only what a user's hands need: which control has
@@ -86,7 +87,9 @@ private:
 
     std::vector<platform::ControlState*> Controls() const;
     platform::ControlState* Focused() const;
-    static Rect ControlRect(const Rect& outer, const platform::ControlState& c);
+    // Where the control at `index` stands on the screen (see Places).
+    Rect ControlRect(const Rect& outer, int index) const;
+    const std::vector<Rect>& Places() const;
     static bool Focusable(const platform::ControlState& c);
     void Validate();
     std::vector<int> TabStops() const;
@@ -109,7 +112,7 @@ private:
     KeyResult PressEnter();
     KeyResult PressEscape();
     void Select(platform::ControlState& c, int index);
-    Rect DropRect(const Rect& outer, const platform::ControlState& c, int canvasHeight) const;
+    Rect DropRect(const Rect& outer, int index, int canvasHeight) const;
 
     int LabelRoom(const Rect& outer, int index, int natural) const;
     void DrawControl(Canvas& canvas, const Rect& outer, int index, bool active);
@@ -123,6 +126,7 @@ private:
     std::map<int, EditState> edits_;
     std::map<int, ListState> lists_;
     LastPress lastPress_;
+    mutable std::vector<Rect> places_;  // each control's cells inside the frame, once worked out
     int dropOpen_ = -1;  // index of the open drop-down
     int dropHighlight_ = 0;
     int dropTop_ = 0;
