@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 #include <vector>
 
 #include "frontend/tui/form.h"
+#include "frontend/tui/text.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
+#include "shell/shell.h"
 
 namespace {
 
@@ -38,6 +41,8 @@ const DialogTemplate kForm = {
 const DialogTemplate kNoCancel = {"TUI_NO_CANCEL", "Bare", 20, 4, {Label("Hello", 1, 0), Button(IDOK, "OK", 1, 2, 8, true)}};
 
 std::vector<std::string> events;
+
+INT_PTR Quiet(HWND, UINT, WPARAM, LPARAM) { return FALSE; }
 
 INT_PTR Proc(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
     switch (message) {
@@ -182,7 +187,7 @@ TEST_F(TuiForm, EnterPressesTheDefaultOrTheFocusedButtonAndEscPressesButtonTwo) 
     EXPECT_EQ(events, (std::vector<std::string>{"close", "2/0"}));
 }
 
-TEST_F(TuiForm, ListsAndDropDownsSelectWithArrowsAndNotify) {
+TEST_F(TuiForm, DropDownsSelectWithArrowsListsOnlyHighlightUntilAChoice) {
     for (int i = 0; i < 3; ++i) Press(Event::Of(Key::Tab));
     ASSERT_EQ(form.FocusedId(), 148);
     Press(Event::Of(Key::Down));
@@ -196,18 +201,40 @@ TEST_F(TuiForm, ListsAndDropDownsSelectWithArrowsAndNotify) {
     EXPECT_EQ(Text(148), "HTTP 0.9");
     Press(Event::Of(Key::Tab));
     Press(Event::Of(Key::Down));  // a list without a selection starts at its first item
-    EXPECT_EQ(Selection(150), 0);
     Press(Event::Of(Key::End));
-    EXPECT_EQ(Selection(150), 5);
     Draw();
     Press(Event::Of(Key::PageUp));
-    EXPECT_EQ(Selection(150), 3);
-    EXPECT_EQ(events, (std::vector<std::string>{"148/1", "148/1", "150/1", "150/1", "150/1"}));
+    EXPECT_EQ(Selection(150), -1);  // the arrows only moved the highlight
     Draw();  // the list of three rows scrolled to its last items and stays there
     EXPECT_EQ(canvas.At(21, 5).ch, U'd');
     EXPECT_EQ(canvas.At(21, 5).style, Style::ListSelectedFocused);
     EXPECT_EQ(canvas.At(21, 7).ch, U'f');
     EXPECT_EQ(canvas.At(32, 7).ch, U'▼');
+    Press(Event::Of(Key::Enter));  // chooses d ...
+    EXPECT_EQ(Selection(150), 3);
+    Press(Event::Char(U' '));  // ... and chooses it again: notified again
+    Press(Event::Of(Key::Up));
+    Draw();
+    EXPECT_EQ(canvas.At(21, 5).style, Style::ListSelectedFocused);  // c, highlighted
+    EXPECT_EQ(canvas.At(21, 6).style, Style::ListSelected);         // d, still the selection
+    EXPECT_EQ(events, (std::vector<std::string>{"148/1", "148/1", "150/1", "150/1"}));
+
+    // When the program sets the selection, the highlight goes there; a click chooses, and a
+    // second press on the same row soon after (a double click) does not choose again.
+    SendDlgItemMessageA(dialog, 150, LB_SETCURSEL, 5, 0);
+    Press(Event::Of(Key::Enter));
+    EXPECT_EQ(events.back(), "150/1");
+    EXPECT_EQ(Selection(150), 5);
+    events.clear();
+    Draw();  // scrolled to show f: d, e, f
+    Event press = Event::Mouse(MouseAction::Press, 22, 6);  // the row of e
+    for (int64_t ms : {1000, 1300, 2000}) {
+        press.ms = ms;
+        form.HandleMouse(press, kOuter);
+        Pump();
+    }
+    EXPECT_EQ(Selection(150), 4);
+    EXPECT_EQ(events, (std::vector<std::string>{"150/1", "150/1"}));
 }
 
 TEST_F(TuiForm, ALetterActsOnTheControlThatUnderlinesIt) {
@@ -260,6 +287,77 @@ TEST_F(TuiForm, AFormIsDrawnFromItsModel) {
     EXPECT_TRUE(form.Cursor(kOuter, x, y));
     EXPECT_EQ(x, 11);  // after "abc"
     EXPECT_EQ(y, 1);
+}
+
+// A template's cells are where controls start; a button as narrow as the template made it
+// still shows its whole face, and a row whose labels would touch moves apart when it fits.
+TEST_F(TuiForm, ControlsGetTheCellsTheirFacesNeed) {
+    static const DialogTemplate kRows = {
+        "TUI_ROWS",
+        "Rows",
+        30,
+        3,
+        {
+            Button(101, "Send And Quit", 1, 0, 10, true),
+            Button(102, "No", 20, 0, 6),
+            Check(103, "Proxy", 0, 1, 8),  // "[ ] Proxy" reaches "Port"
+            Label("Port", 9, 1),
+            Edit(104, 14, 1, 5),
+            Label("Host", 21, 1),
+            Check(105, "Proxy", 0, 2, 8),  // the same where the row has no cell to spare
+            Label("Port", 9, 2),
+            Edit(106, 14, 2, 15),
+        },
+    };
+    RegisterDialogResource(&kRows);
+    HWND rows = CreateDialogParamA(nullptr, "TUI_ROWS", nullptr, Quiet, 0);
+    Form rowsForm(rows);
+    Rect outer{0, 0, rowsForm.OuterWidth(), rowsForm.OuterHeight()};
+    canvas.Resize(outer.w, outer.h);
+    rowsForm.Draw(canvas, outer, false);
+    EXPECT_EQ(canvas.RowText(1), "│ < Send And Quit >  < No >    │");
+    EXPECT_EQ(canvas.RowText(2), "│[ ] Proxy Port        Host    │");
+    EXPECT_EQ(canvas.RowText(3), "│[ ] ProxyPort                 │");
+    EXPECT_EQ(canvas.At(15, 2).style, Style::Dialog);  // the edit moved with its label
+    EXPECT_EQ(canvas.At(16, 2).style, Style::Edit);
+    rowsForm.HandleMouse(Event::Mouse(MouseAction::Press, 20, 2), outer);
+    EXPECT_EQ(rowsForm.FocusedId(), 104);
+    rowsForm.HandleMouse(Event::Mouse(MouseAction::Press, 18, 1), outer);  // the ">" past the template's width
+    EXPECT_EQ(rowsForm.FocusedId(), 101);
+}
+
+// Every dialog of the program, drawn from its template: each button's face is whole, and each
+// label stands apart from what is drawn beside it.
+TEST(TuiDialogs, EveryLabelOfTheProgramsDialogsIsWholeAndApart) {
+    platform::ResetWindows();
+    platform::ResetUi();
+    RegisterResources();
+    for (const char* name : {"DIALOG_1", "DIALOG_2", "DIALOG_3", "DIALOG_4", "DIALOG_5", "DIALOG_6", "DIALOG_7", "DIALOG_8", "load"}) {
+        HWND dialog = CreateDialogParamA(nullptr, name, nullptr, Quiet, 0);
+        ASSERT_NE(dialog, nullptr) << name;
+        Form form(dialog);
+        Rect outer{0, 0, form.OuterWidth(), form.OuterHeight()};
+        Canvas canvas;
+        canvas.Resize(outer.w, outer.h);
+        form.Draw(canvas, outer, false);
+        for (const platform::ControlState* c : platform::DialogControls(dialog)) {
+            if (c->kind != ControlKind::Static && c->kind != ControlKind::CheckBox && c->kind != ControlKind::Radio &&
+                c->kind != ControlKind::Button)
+                continue;
+            std::string label = ToUtf8(ParseMnemonic(c->label).text);
+            while (!label.empty() && label.back() == ' ') label.pop_back();
+            if (c->kind == ControlKind::Button) label = "< " + label + " >";
+            std::string row = canvas.RowText(1 + c->y);
+            bool apart = false;
+            for (size_t at = row.find(label); at != std::string::npos && !apart; at = row.find(label, at + 1)) {
+                size_t after = at + label.size();
+                apart = (at == 0 || !isalnum((unsigned char)row[at - 1])) && (after >= row.size() || !isalnum((unsigned char)row[after]));
+            }
+            EXPECT_TRUE(apart) << name << ": \"" << label << "\" in \"" << row << "\"";
+        }
+    }
+    platform::ResetWindows();
+    platform::ResetUi();
 }
 
 }  // namespace

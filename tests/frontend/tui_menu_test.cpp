@@ -46,7 +46,7 @@ TEST(TuiMenu, KeysMoveThroughMenusAndOnlyAnEnabledItemIsChosen) {
     bar.HandleKey(Event::Of(Key::Down), menus);
     bar.HandleKey(Event::Of(Key::Down), menus);
     EXPECT_EQ(bar.Highlighted(), 2);  // Client, greyed: it can be highlighted ...
-    MenuBar::Outcome outcome = bar.HandleKey(Event::Of(Key::Enter), menus);
+    KeyResult outcome = bar.HandleKey(Event::Of(Key::Enter), menus);
     EXPECT_TRUE(outcome.handled);
     EXPECT_EQ(outcome.command, 0);  // ... but not chosen
     EXPECT_TRUE(bar.IsOpen());

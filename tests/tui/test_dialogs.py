@@ -1,13 +1,13 @@
 """Menus, dialogs, message boxes and the help screen in the terminal: greying while the
 server is open, the Server dialog opening the server, popups that leave the program running,
-and a resize while a dialog is open."""
+a resize while a dialog is open, and every dialog's labels whole on 80 x 24."""
 
 import time
 import unittest
 
 import tui_session
 from korvel import http_get, temp_dir, write_files
-from tui_session import free_port, start
+from tui_session import cut_buttons, dialog_rows, free_port, start
 
 GREY = 8
 BLACK = 0
@@ -147,6 +147,43 @@ class Dialogs(unittest.TestCase):
         s.keys("C-Right", "C-Right", "C-Right")
         s.wait_for(lambda _: s.screen()[28].find("█") == 97, what="the thumb at the end of the range")
         self.assertEqual(s.screen()[29][:7], " Korvel")
+
+    def test_every_dialog_at_80_by_24_shows_each_label_whole_and_apart(self):
+        s = tui_session.TuiSession([], {"Server": {"ServerPort": free_port()}, "Url": {"HomeDir": site(self)}},
+                                   width=80, height=24)
+        self.addCleanup(s.close)
+        s.wait_for("Korvel v4.0")
+        self.assertEqual(cut_buttons(dialog_rows(s.screen(), "Korvel v4.0")), [])
+        self.assertIn("< OK >", "".join(dialog_rows(s.screen(), "Korvel v4.0")))
+        s.keys("Enter")
+        s.wait_for(lambda text: "Winsock" not in text, what="the notice to close")
+        # (keys that open it, its title, keys that close it)
+        dialogs = [
+            (("M-o", "c"), "Configuration", ("Escape",)),
+            (("M-o", "s"), "Server", ("Escape",)),
+            (("M-o", "l"), "Client", ("Escape",)),
+            (("M-m", "Enter"), "EDIT A COMMAND", ("Escape",)),
+            (("M-o", "a"), "SAVE OPTIONS", ("Escape",)),
+            (("M-o", "u"), "URL", ()),
+            (("Tab", "Tab", "Enter"), "URL Browser", ("Escape",)),  # its "browse" button
+            ((), "URL", ("Escape",)),
+            (("M-s", "Enter"), "Statistics", ("Escape",)),
+            (("M-o", "p"), "PING", ("Escape",)),
+        ]
+        shown = {}
+        for opening, title, closing in dialogs:
+            if opening:
+                s.keys(*opening)
+            s.wait_for(lambda _: dialog_rows(s.screen(), title), what="the %s dialog" % title)
+            rows = dialog_rows(s.screen(), title)
+            shown[title] = "\n".join(rows)
+            self.assertEqual(cut_buttons(rows), [], title)
+            if closing:
+                s.keys(*closing)
+                s.wait_for(lambda _: not dialog_rows(s.screen(), title), what="the %s dialog to close" % title)
+        self.assertRegex(shown["Server"], r"\[ \] ServerProxy +ProxyPort ")
+        self.assertIn("< Send And Quit >", shown["EDIT A COMMAND"])
+        self.assertIn("< paste >", shown["URL"])
 
 
 if __name__ == "__main__":

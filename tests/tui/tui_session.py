@@ -61,6 +61,29 @@ def foreground_colours(line):
     return colours
 
 
+def dialog_rows(screen, title):
+    """The rows inside the frame whose top line carries title ("─ title ─"), without the frame's
+    sides; [] when no such frame is on the screen (a list of lines, as TuiSession.screen)."""
+    for top, line in enumerate(screen):
+        at = line.find("─ %s ─" % title)
+        if at < 0:
+            continue
+        left = line.rfind("┌", 0, at)
+        right = line.find("┐", at)
+        rows = []
+        for row in screen[top + 1:]:
+            if row[left:left + 1] == "└":
+                return rows
+            rows.append(row[left + 1:right])
+    return []
+
+
+def cut_buttons(rows):
+    """Every button face "< label >" of these rows that is not whole: its "< " has no " >"
+    before the next face or the end of the row."""
+    return [face for row in rows for face in re.findall(r"<( [^<]*)", row) if not re.match(r" [^<>]* >", face)]
+
+
 class TuiSession:
     def __init__(self, words=(), settings=None, width=120, height=40, workdir=None):
         self.socket = "korvel-tui-%d-%d" % (os.getpid(), next(_sessions))

@@ -3,6 +3,7 @@
 // layers that act on input can be driven from tests.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tui {
@@ -41,6 +42,7 @@ struct Event {
     int number = 0;   // Key::Function
     MouseAction mouse = MouseAction::Press;
     int x = 0, y = 0;     // Key::Mouse, screen cells
+    int64_t ms = 0;       // Key::Mouse: when it came, in monotonic milliseconds
     std::u32string text;  // Key::Paste
 
     static Event Of(Key key, unsigned mods = 0) {

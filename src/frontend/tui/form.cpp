@@ -16,6 +16,7 @@ using platform::ControlState;
 constexpr int kEditLimit = 999;  // what the dialog procedures read back at most
 constexpr int kDropRows = 8;
 constexpr int kWheelLines = 3;
+constexpr int64_t kDoubleClickMs = 500;
 
 bool IsList(ControlKind kind) { return kind == ControlKind::List || kind == ControlKind::SortedList; }
 
@@ -72,8 +73,107 @@ int Form::FocusedId() const {
     return c ? c->id : 0;
 }
 
-Rect Form::ControlRect(const Rect& outer, const ControlState& c) {
-    return Rect{outer.x + 1 + c.x, outer.y + 1 + c.y, std::max<int>(1, c.width), std::max<int>(1, c.height)};
+Rect Form::ControlRect(const Rect& outer, int index) const {
+    const std::vector<Rect>& places = Places();
+    if (index < 0 || index >= (int)places.size()) return Rect{outer.x + 1, outer.y + 1, 1, 1};
+    const Rect& place = places[(size_t)index];
+    return Rect{outer.x + 1 + place.x, outer.y + 1 + place.y, place.w, place.h};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Placement: where each control stands in cells, inside the frame.
+//
+// A template gives each control its cell and width, but what is drawn of a control can need
+// more: a button's face "< label >", a check box's mark and label, a label's text. So a button
+// is made as wide as its face, and on each row, where a control's face would run into the next
+// control with no blank between them, the rest of the row moves right by the cells missing,
+// when the row then still fits: inside the dialog's frame with a blank before it, and clear of
+// what spans several rows (lists, group boxes' sides). A row that cannot move stays as the
+// template put it.
+
+namespace {
+
+// The cells that a control's face takes on its row.
+int FaceWidth(const ControlState& c) {
+    int width = std::max<int>(1, c.width);
+    int label = (int)ParseMnemonic(c.label).text.size();
+    switch (c.kind) {
+        case ControlKind::Static: return label;
+        case ControlKind::CheckBox:
+        case ControlKind::Radio: return 4 + label;  // "[ ] label"
+        case ControlKind::Button: return std::max(width, 4 + label);  // "< label >"
+        default: return width;
+    }
+}
+
+// A stretch of a row: a one-row control that may move, or a part of a taller control that
+// stays (a list, a group box's side).
+struct Stretch {
+    int index;  // -1 for what stays
+    int x, width;
+};
+
+std::vector<Stretch> RowStretches(const std::vector<ControlState*>& controls, int row) {
+    std::vector<Stretch> stretches;
+    for (int i = 0; i < (int)controls.size(); ++i) {
+        const ControlState& c = *controls[(size_t)i];
+        int width = std::max<int>(1, c.width), height = std::max<int>(1, c.height);
+        if (row < c.y || row >= c.y + height) continue;
+        if (height == 1 && c.kind != ControlKind::Group)
+            stretches.push_back(Stretch{i, c.x, FaceWidth(c)});
+        else if (c.kind == ControlKind::Group && row > c.y && row < c.y + height - 1)
+            stretches.insert(stretches.end(), {Stretch{-1, c.x, 1}, Stretch{-1, c.x + width - 1, 1}});
+        else
+            stretches.push_back(Stretch{-1, c.x, width});
+    }
+    std::stable_sort(stretches.begin(), stretches.end(), [](const Stretch& a, const Stretch& b) { return a.x < b.x; });
+    return stretches;
+}
+
+// Moves the one-row controls of `row` apart where they touch, when the row can move.
+void SpreadRow(const std::vector<ControlState*>& controls, int row, int innerWidth, std::vector<Rect>& places) {
+    std::vector<Stretch> stretches = RowStretches(controls, row);
+    std::vector<std::pair<int, int>> moves;  // control, new x
+    int shift = 0;
+    int end = INT32_MIN / 2;  // the cell after the last stretch placed
+    for (const Stretch& s : stretches) {
+        int x = s.index < 0 ? s.x : s.x + shift;
+        if (x <= end) {
+            // What stays cannot make room; a row the template made touch it stays as it is.
+            if (s.index < 0) {
+                if (shift > 0) return;
+            } else {
+                shift += end + 1 - x;
+                x = end + 1;
+            }
+        }
+        if (s.index >= 0 && shift > 0) moves.push_back({s.index, x});
+        end = std::max(end, x + s.width);
+    }
+    if (shift == 0 || end > innerWidth - 1) return;
+    for (auto [index, x] : moves) places[(size_t)index].x = x;
+}
+
+}  // namespace
+
+const std::vector<Rect>& Form::Places() const {
+    auto controls = Controls();
+    if (places_.size() == controls.size()) return places_;
+    places_.clear();
+    for (const ControlState* c : controls) {
+        int width = std::max<int>(1, c->width);
+        if (c->kind == ControlKind::Button) width = FaceWidth(*c);
+        places_.push_back(Rect{c->x, c->y, width, std::max<int>(1, c->height)});
+    }
+    const DialogTemplate* tpl = platform::DialogTemplateOf(dialog_);
+    int innerWidth = tpl ? tpl->width : 0;
+    std::vector<int> rows;
+    for (const ControlState* c : controls)
+        if (std::max<int>(1, c->height) == 1) rows.push_back(c->y);
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    for (int row : rows) SpreadRow(controls, row, innerWidth, places_);
+    return places_;
 }
 
 bool Form::Focusable(const ControlState& c) {
@@ -158,6 +258,33 @@ void Form::MoveFocus(int direction) {
 
 void Form::Click(ControlState& c) { platform::UserClick(dialog_, c.id); }
 
+// The list's state, brought up to date with the model: when the program refilled the list or
+// set its selection, the highlight moves to the selection.
+Form::ListState& Form::SyncList(int index, const ControlState& c) {
+    ListState& l = lists_[index];
+    if (c.selection == l.seenSelection && c.items == l.seenItems) return l;
+    l.seenSelection = c.selection;
+    l.seenItems = c.items;
+    l.highlight = c.selection;
+    l.follow = true;
+    return l;
+}
+
+void Form::Highlight(ListState& l, const ControlState& c, int item) {
+    if (c.items.empty()) return;
+    l.highlight = std::clamp(item, 0, (int)c.items.size() - 1);
+    l.follow = true;
+}
+
+// A choice selects the item and notifies the dialog procedure, whatever was selected before.
+void Form::Choose(int index, ControlState& c, int item) {
+    if (!platform::UserSelect(dialog_, c.id, item)) return;
+    ListState& l = lists_[index];
+    l.highlight = item;
+    l.seenSelection = c.selection;
+    l.seenItems = c.items;
+}
+
 void Form::Select(ControlState& c, int index) {
     if (c.items.empty()) return;
     index = std::clamp(index, 0, (int)c.items.size() - 1);
@@ -189,43 +316,44 @@ void Form::InsertText(ControlState& c, const std::u32string& typed) {
     SetEditText(c, text, cursor + (int)bytes.size());
 }
 
-bool Form::PressEnter() {
+KeyResult Form::PressEnter() {
     ControlState* c = Focused();
     if (c && c->kind == ControlKind::Button) {
         Click(*c);
-        return true;
+        return KeyResult::Handled();
     }
     for (ControlState* control : Controls())
         if (control->kind == ControlKind::Button && control->defaultButton) {
             if (control->enabled) Click(*control);
-            return true;
+            break;
         }
-    return true;
+    return KeyResult::Handled();
 }
 
 // Esc cancels: it presses the dialog's button labelled Cancel when it has one (the Server and
 // Client dialogs use control 2 for "Close", which would close the server or the client), else
 // control 2, else the close box.
-void Form::PressEscape() {
+KeyResult Form::PressEscape() {
     if (panel_) {
         platform::UserCloseDialog(dialog_);
-        return;
+        return KeyResult::Handled();
     }
     for (ControlState* control : Controls())
         if (control->kind == ControlKind::Button && strcasecmp(control->label.c_str(), "cancel") == 0) {
             if (control->enabled) platform::UserClick(dialog_, control->id);
-            return;
+            return KeyResult::Handled();
         }
     if (ControlState* cancel = platform::FindControl(dialog_, IDCANCEL)) {
         if (cancel->enabled) platform::UserClick(dialog_, IDCANCEL);
-        return;
+        return KeyResult::Handled();
     }
     platform::UserCloseDialog(dialog_);
+    return KeyResult::Handled();
 }
 
 // A label's letter acts on the control: a button is pressed, a check box or radio button
 // clicked; the letter of a plain label moves the keyboard to the control after it.
-bool Form::PressLetter(char32_t letter) {
+KeyResult Form::PressLetter(char32_t letter) {
     letter = LowerAscii(letter);
     auto controls = Controls();
     for (int i = 0; i < (int)controls.size(); ++i) {
@@ -234,142 +362,159 @@ bool Form::PressLetter(char32_t letter) {
         if (IsClickable(c.kind)) {
             FocusIndex(i, false);
             Click(c);
-            return true;
+            return KeyResult::Handled();
         }
         if (c.kind == ControlKind::Static || c.kind == ControlKind::Group)
             for (int j = i + 1; j < (int)controls.size(); ++j)
                 if (Focusable(*controls[(size_t)j])) {
                     FocusIndex(j, true);
-                    return true;
+                    return KeyResult::Handled();
                 }
     }
-    return false;
+    return KeyResult::Ignored();
 }
 
 // ---------------------------------------------------------------------------------------------
 // Keys.
 
-bool Form::HandleKey(const Event& event) {
+// The keys of a drop-down or a list first (an open drop-down takes nearly all, a list takes
+// Enter), then the form's: Tab, Enter, Esc, letters, the other controls' keys, and arrows that
+// move between controls.
+KeyResult Form::HandleKey(const Event& event) {
     Validate();
     ControlState* c = Focused();
-    if (c && c->kind == ControlKind::DropDown && DropDownKey(*c, event)) return true;
+    if (c && c->kind == ControlKind::DropDown) {
+        KeyResult result = DropDownKey(*c, event);
+        if (result.handled) return result;
+    }
+    if (c && IsList(c->kind)) {
+        KeyResult result = ListKey(*c, event);
+        if (result.handled) return result;
+    }
     if (event.key == Key::Tab || event.key == Key::BackTab) {
         MoveFocus(event.key == Key::Tab && !(event.mods & kShift) ? 1 : -1);
-        return true;
+        return KeyResult::Handled();
     }
     if (event.key == Key::Enter) return PressEnter();
-    if (event.key == Key::Escape) {
-        PressEscape();
-        return true;
-    }
+    if (event.key == Key::Escape) return PressEscape();
     if (event.key == Key::Char && (event.mods & kAlt)) return PressLetter(event.ch);
-    if (!c) return event.key == Key::Char && event.mods == 0 && PressLetter(event.ch);
+    if (!c) return event.key == Key::Char && event.mods == 0 ? PressLetter(event.ch) : KeyResult::Ignored();
     if (c->kind == ControlKind::Edit) return EditKey(*c, event);
-    if (IsList(c->kind) && ListKey(*c, event)) return true;
-    if (c->kind == ControlKind::Radio && RadioKey(event)) return true;
+    if (c->kind == ControlKind::Radio) {
+        KeyResult result = RadioKey(event);
+        if (result.handled) return result;
+    }
     switch (event.key) {
         case Key::Char:
             if (event.ch == U' ' && IsClickable(c->kind)) {
                 Click(*c);
-                return true;
+                return KeyResult::Handled();
             }
-            return event.mods == 0 && PressLetter(event.ch);
+            return event.mods == 0 ? PressLetter(event.ch) : KeyResult::Ignored();
         case Key::Up:
-        case Key::Left: MoveFocus(-1); return true;
+        case Key::Left: MoveFocus(-1); return KeyResult::Handled();
         case Key::Down:
-        case Key::Right: MoveFocus(1); return true;
-        default: return false;
+        case Key::Right: MoveFocus(1); return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::EditKey(ControlState& c, const Event& event) {
+KeyResult Form::EditKey(ControlState& c, const Event& event) {
     EditState& e = edits_[focus_];
     int length = (int)c.text.size();
     e.cursor = std::clamp(e.cursor, 0, length);
     switch (event.key) {
         case Key::Char:
-            if (event.mods & kCtrl) return false;
+            if (event.mods & kCtrl) return KeyResult::Ignored();
             InsertText(c, std::u32string(1, event.ch));
-            return true;
-        case Key::Paste: InsertText(c, event.text); return true;
+            return KeyResult::Handled();
+        case Key::Paste: InsertText(c, event.text); return KeyResult::Handled();
         case Key::Backspace:
             if (e.selectAll) SetEditText(c, "", 0);
             else if (e.cursor > 0) SetEditText(c, std::string(c.text).erase((size_t)e.cursor - 1, 1), e.cursor - 1);
-            return true;
+            return KeyResult::Handled();
         case Key::Delete:
             if (e.selectAll) SetEditText(c, "", 0);
             else if (e.cursor < length) SetEditText(c, std::string(c.text).erase((size_t)e.cursor, 1), e.cursor);
-            return true;
-        case Key::Left: e.selectAll = false; e.cursor = std::max(0, e.cursor - 1); return true;
-        case Key::Right: e.selectAll = false; e.cursor = std::min(length, e.cursor + 1); return true;
-        case Key::Home: e.selectAll = false; e.cursor = 0; return true;
-        case Key::End: e.selectAll = false; e.cursor = length; return true;
-        case Key::Up: MoveFocus(-1); return true;
-        case Key::Down: MoveFocus(1); return true;
-        default: return false;
+            return KeyResult::Handled();
+        case Key::Left: e.selectAll = false; e.cursor = std::max(0, e.cursor - 1); return KeyResult::Handled();
+        case Key::Right: e.selectAll = false; e.cursor = std::min(length, e.cursor + 1); return KeyResult::Handled();
+        case Key::Home: e.selectAll = false; e.cursor = 0; return KeyResult::Handled();
+        case Key::End: e.selectAll = false; e.cursor = length; return KeyResult::Handled();
+        case Key::Up: MoveFocus(-1); return KeyResult::Handled();
+        case Key::Down: MoveFocus(1); return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::ListKey(ControlState& c, const Event& event) {
+// The highlight starts at the first item of a list without one. Enter or Space with nothing
+// highlighted (an empty list) is left to the form.
+KeyResult Form::ListKey(ControlState& c, const Event& event) {
+    ListState& l = SyncList(focus_, c);
     int rows = std::max<int>(1, c.height);
-    int current = c.selection;
+    int current = l.highlight;
     switch (event.key) {
-        case Key::Up: Select(c, current < 0 ? 0 : current - 1); return true;
-        case Key::Down: Select(c, current < 0 ? 0 : current + 1); return true;
-        case Key::PageUp: Select(c, current - (rows - 1)); return true;
-        case Key::PageDown: Select(c, current < 0 ? rows - 1 : current + rows - 1); return true;
-        case Key::Home: Select(c, 0); return true;
-        case Key::End: Select(c, (int)c.items.size() - 1); return true;
-        default: return false;
+        case Key::Up: Highlight(l, c, current < 0 ? 0 : current - 1); return KeyResult::Handled();
+        case Key::Down: Highlight(l, c, current < 0 ? 0 : current + 1); return KeyResult::Handled();
+        case Key::PageUp: Highlight(l, c, current - (rows - 1)); return KeyResult::Handled();
+        case Key::PageDown: Highlight(l, c, current < 0 ? rows - 1 : current + rows - 1); return KeyResult::Handled();
+        case Key::Home: Highlight(l, c, 0); return KeyResult::Handled();
+        case Key::End: Highlight(l, c, (int)c.items.size() - 1); return KeyResult::Handled();
+        case Key::Enter:
+        case Key::Char:
+            if (current < 0 || (event.key == Key::Char && (event.ch != U' ' || event.mods != 0))) return KeyResult::Ignored();
+            Choose(focus_, c, current);
+            return KeyResult::Handled();
+        default: return KeyResult::Ignored();
     }
 }
 
-bool Form::DropDownKey(ControlState& c, const Event& event) {
+KeyResult Form::DropDownKey(ControlState& c, const Event& event) {
     int count = (int)c.items.size();
     if (dropOpen_ < 0) {
         bool opens = (event.key == Key::Down && (event.mods & kAlt)) || (event.key == Key::Function && event.number == 4) ||
                      (event.key == Key::Char && event.ch == U' ' && event.mods == 0);
         if (opens) {
-            if (count == 0) return true;
+            if (count == 0) return KeyResult::Handled();
             dropOpen_ = focus_;
             dropHighlight_ = std::max(0, c.selection);
-            return true;
+            return KeyResult::Handled();
         }
         if (event.Is(Key::Up)) Select(c, c.selection - 1);
         else if (event.Is(Key::Down)) Select(c, c.selection < 0 ? 0 : c.selection + 1);
-        else return false;
-        return true;
+        else return KeyResult::Ignored();
+        return KeyResult::Handled();
     }
     switch (event.key) {
-        case Key::Up: dropHighlight_ = std::max(0, dropHighlight_ - 1); return true;
-        case Key::Down: dropHighlight_ = std::min(count - 1, dropHighlight_ + 1); return true;
-        case Key::PageUp: dropHighlight_ = std::max(0, dropHighlight_ - (kDropRows - 1)); return true;
-        case Key::PageDown: dropHighlight_ = std::min(count - 1, dropHighlight_ + kDropRows - 1); return true;
-        case Key::Home: dropHighlight_ = 0; return true;
-        case Key::End: dropHighlight_ = count - 1; return true;
-        case Key::Escape: dropOpen_ = -1; return true;
+        case Key::Up: dropHighlight_ = std::max(0, dropHighlight_ - 1); return KeyResult::Handled();
+        case Key::Down: dropHighlight_ = std::min(count - 1, dropHighlight_ + 1); return KeyResult::Handled();
+        case Key::PageUp: dropHighlight_ = std::max(0, dropHighlight_ - (kDropRows - 1)); return KeyResult::Handled();
+        case Key::PageDown: dropHighlight_ = std::min(count - 1, dropHighlight_ + kDropRows - 1); return KeyResult::Handled();
+        case Key::Home: dropHighlight_ = 0; return KeyResult::Handled();
+        case Key::End: dropHighlight_ = count - 1; return KeyResult::Handled();
+        case Key::Escape: dropOpen_ = -1; return KeyResult::Closed();
         case Key::Enter:
             dropOpen_ = -1;
             Select(c, dropHighlight_);
-            return true;
+            return KeyResult::Closed();
         case Key::Char:
-            if (event.ch != U' ') return true;
+            if (event.ch != U' ') return KeyResult::Handled();
             dropOpen_ = -1;
             Select(c, dropHighlight_);
-            return true;
+            return KeyResult::Closed();
         case Key::Tab:
-        case Key::BackTab: dropOpen_ = -1; return false;
-        default: return true;
+        case Key::BackTab: dropOpen_ = -1; return KeyResult::Ignored();
+        default: return KeyResult::Handled();
     }
 }
 
 // Arrows move within a radio group and check the button they reach, as automatic radio
 // buttons do.
-bool Form::RadioKey(const Event& event) {
+KeyResult Form::RadioKey(const Event& event) {
     int direction = 0;
     if (event.key == Key::Up || event.key == Key::Left) direction = -1;
     if (event.key == Key::Down || event.key == Key::Right) direction = 1;
-    if (direction == 0 || event.mods != 0) return false;
+    if (direction == 0 || event.mods != 0) return KeyResult::Ignored();
     auto controls = Controls();
     std::vector<int> group = RadioGroup(focus_);
     auto at = std::find(group.begin(), group.end(), focus_);
@@ -379,58 +524,67 @@ bool Form::RadioKey(const Event& event) {
         if (Focusable(*controls[(size_t)member])) {
             FocusIndex(member, false);
             Click(*controls[(size_t)member]);
-            return true;
+            return KeyResult::Handled();
         }
     }
-    return true;
+    return KeyResult::Handled();
 }
 
 // ---------------------------------------------------------------------------------------------
 // Mouse.
 
-Rect Form::DropRect(const Rect& outer, const ControlState& c, int canvasHeight) const {
-    Rect field = ControlRect(outer, c);
+Rect Form::DropRect(const Rect& outer, int index, int canvasHeight) const {
+    const ControlState& c = *Controls()[(size_t)index];
+    Rect field = ControlRect(outer, index);
     int rows = std::min<int>(kDropRows, (int)c.items.size());
     Rect below{field.x, field.Bottom(), field.w, rows};
     if (below.Bottom() <= canvasHeight || field.y - rows < 0) return below;
     return Rect{field.x, field.y - rows, field.w, rows};
 }
 
-bool Form::HandleMouse(const Event& event, const Rect& outer) {
+// A press on the same row of the same control soon after the previous one.
+bool Form::DoubleClick(int index, const Event& event) {
+    bool second = lastPress_.control == index && lastPress_.y == event.y && event.ms - lastPress_.ms < kDoubleClickMs;
+    lastPress_ = LastPress{index, event.y, event.ms};
+    return second;
+}
+
+KeyResult Form::HandleMouse(const Event& event, const Rect& outer) {
     Validate();
     auto controls = Controls();
     if (dropOpen_ >= 0 && dropOpen_ < (int)controls.size()) {
         ControlState& c = *controls[(size_t)dropOpen_];
-        Rect drop = DropRect(outer, c, lastCanvasHeight_);
+        Rect drop = DropRect(outer, dropOpen_, lastCanvasHeight_);
         int count = (int)c.items.size();
         if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
             int step = event.mouse == MouseAction::WheelUp ? -1 : 1;
             dropHighlight_ = std::clamp(dropHighlight_ + step, 0, std::max(0, count - 1));
-            return true;
+            return KeyResult::Handled();
         }
-        if (event.mouse != MouseAction::Press) return true;
+        if (event.mouse != MouseAction::Press) return KeyResult::Handled();
         int index = dropTop_ + event.y - drop.y;
         dropOpen_ = -1;
         if (drop.Contains(event.x, event.y) && index < count) Select(c, index);
-        return true;
+        return KeyResult::Closed();
     }
-    if (!outer.Contains(event.x, event.y)) return false;
+    if (!outer.Contains(event.x, event.y)) return KeyResult::Ignored();
     if (panel_ && event.mouse == MouseAction::Press && CloseBox(outer).Contains(event.x, event.y)) {
         platform::UserCloseDialog(dialog_);
-        return true;
+        return KeyResult::Handled();
     }
     for (int i = 0; i < (int)controls.size(); ++i) {
         ControlState& c = *controls[(size_t)i];
-        Rect r = ControlRect(outer, c);
+        Rect r = ControlRect(outer, i);
         if (!r.Contains(event.x, event.y) || !Focusable(c)) continue;
         if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown) {
             if (!IsList(c.kind)) continue;
             ListState& l = lists_[i];
             int maxTop = std::max(0, (int)c.items.size() - r.h);
             l.top = std::clamp(l.top + (event.mouse == MouseAction::WheelUp ? -kWheelLines : kWheelLines), 0, maxTop);
-            return true;
+            return KeyResult::Handled();
         }
-        if (event.mouse != MouseAction::Press) return true;
+        if (event.mouse != MouseAction::Press) return KeyResult::Handled();
+        bool second = DoubleClick(i, event);
         FocusIndex(i, false);
         if (IsClickable(c.kind)) {
             Click(c);
@@ -438,15 +592,17 @@ bool Form::HandleMouse(const Event& event, const Rect& outer) {
             EditState& e = edits_[i];
             e.cursor = std::clamp(e.scroll + event.x - r.x, 0, (int)c.text.size());
         } else if (IsList(c.kind)) {
-            int index = lists_[i].top + event.y - r.y;
-            if (index < (int)c.items.size()) Select(c, index);
+            // The first press of a double click chose the item; the second (which may find
+            // the list refilled by that choice) chooses nothing more.
+            int item = SyncList(i, c).top + event.y - r.y;
+            if (!second && item < (int)c.items.size()) Choose(i, c, item);
         } else if (c.kind == ControlKind::DropDown && !c.items.empty()) {
             dropOpen_ = i;
             dropHighlight_ = std::max(0, c.selection);
         }
-        return true;
+        return KeyResult::Handled();
     }
-    return true;
+    return KeyResult::Handled();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -470,12 +626,11 @@ void Form::Draw(Canvas& canvas, const Rect& outer, bool active) {
 // the dialog's frame.
 int Form::LabelRoom(const Rect& outer, int index, int natural) const {
     auto controls = Controls();
-    const ControlState& c = *controls[(size_t)index];
-    Rect r = ControlRect(outer, c);
+    Rect r = ControlRect(outer, index);
     int limit = outer.Right() - 1;
     for (int j = 0; j < (int)controls.size(); ++j) {
         if (j == index) continue;
-        Rect other = ControlRect(outer, *controls[(size_t)j]);
+        Rect other = ControlRect(outer, j);
         if (other.Bottom() <= r.y || other.y > r.y) continue;
         if (other.x > r.x) limit = std::min(limit, other.x - 1);
         if (controls[(size_t)j]->kind == ControlKind::Group && other.x < r.x && other.Right() > r.x)
@@ -486,7 +641,7 @@ int Form::LabelRoom(const Rect& outer, int index, int natural) const {
 
 void Form::DrawControl(Canvas& canvas, const Rect& outer, int index, bool active) {
     const ControlState& c = *Controls()[(size_t)index];
-    Rect r = ControlRect(outer, c);
+    Rect r = ControlRect(outer, index);
     bool focused = active && index == focus_;
     Style text = c.enabled ? Style::Dialog : Style::DialogGrey;
     switch (c.kind) {
@@ -561,23 +716,23 @@ void Form::DrawEdit(Canvas& canvas, const Rect& r, const ControlState& c, bool f
 
 void Form::DrawList(Canvas& canvas, const Rect& r, const ControlState& c, bool focused, int index) {
     canvas.Fill(r, c.enabled ? Style::List : Style::EditGrey);
-    ListState& l = lists_[index];
+    ListState& l = SyncList(index, c);
     int count = (int)c.items.size();
     bool bar = count > r.h;
-    // Follow the selection when it moved, but let a scrolled list stay where it was put.
-    if (c.selection != l.seenSelection && c.selection >= 0) {
-        if (c.selection < l.top) l.top = c.selection;
-        if (c.selection >= l.top + r.h) l.top = c.selection - r.h + 1;
+    // Follow the highlight when it moved, but let a scrolled list stay where it was put.
+    if (l.follow && l.highlight >= 0) {
+        if (l.highlight < l.top) l.top = l.highlight;
+        if (l.highlight >= l.top + r.h) l.top = l.highlight - r.h + 1;
     }
-    l.seenSelection = c.selection;
+    l.follow = false;
     l.top = std::clamp(l.top, 0, std::max(0, count - r.h));
     int width = bar ? r.w - 1 : r.w;
     for (int row = 0; row < r.h && l.top + row < count; ++row) {
         int item = l.top + row;
-        Style style = !c.enabled            ? Style::EditGrey
-                      : item != c.selection ? Style::List
-                      : focused             ? Style::ListSelectedFocused
-                                            : Style::ListSelected;
+        Style style = !c.enabled                     ? Style::EditGrey
+                      : focused && item == l.highlight ? Style::ListSelectedFocused
+                      : item == c.selection            ? Style::ListSelected
+                                                       : Style::List;
         canvas.Fill(Rect{r.x, r.y + row, width, 1}, style);
         canvas.Text(r.x, r.y + row, DisplayText(c.items[(size_t)item]), style, width);
     }
@@ -588,7 +743,7 @@ void Form::DrawDropList(Canvas& canvas, const Rect& outer) {
     auto controls = Controls();
     if (dropOpen_ >= (int)controls.size()) return;
     const ControlState& c = *controls[(size_t)dropOpen_];
-    Rect drop = DropRect(outer, c, canvas.Height());
+    Rect drop = DropRect(outer, dropOpen_, canvas.Height());
     int count = (int)c.items.size();
     dropHighlight_ = std::clamp(dropHighlight_, 0, std::max(0, count - 1));
     if (dropHighlight_ < dropTop_) dropTop_ = dropHighlight_;
@@ -607,7 +762,7 @@ bool Form::Cursor(const Rect& outer, int& x, int& y) const {
     if (!c || c->kind != ControlKind::Edit || !c->enabled || dropOpen_ >= 0) return false;
     auto found = edits_.find(focus_);
     EditState e = found == edits_.end() ? EditState{} : found->second;
-    Rect r = ControlRect(outer, *c);
+    Rect r = ControlRect(outer, focus_);
     x = r.x + std::clamp(e.cursor - e.scroll, 0, r.w - 1);
     y = r.y;
     return true;

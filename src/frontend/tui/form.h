@@ -1,6 +1,7 @@
 // A dialog drawn as a form: the frame with the dialog's title, and its controls at their cells
 // (labels, group boxes, edits, check boxes "[x]", radio buttons "(*)", lists, drop-down lists,
-// buttons "< OK >").
+// buttons "< OK >"). A control gets the cells its face needs: a button is widened to its whole
+// face, and a row whose labels would touch is spread apart where it fits (form.cpp, Placement).
 //
 // The dialog model (platform/ui.h) holds everything the program sees: texts, checks,
 // selections, what is enabled. The form adds only what a user's hands need: which control has
@@ -13,16 +14,26 @@
 // button); Space clicks a button, toggles a check box, checks a radio button, opens a
 // drop-down; Enter presses the focused button, else the default one; Esc presses the button
 // with id 2 when the dialog has one (nothing when it is greyed), else closes the dialog as
-// its close box would (a panel always closes as its close box does); arrows move within a radio group, a list or a drop-down, and from
-// other controls to the previous or next one; Alt+letter (or the letter alone, away from an
-// edit) acts on the control whose label underlines that letter.
+// its close box would (a panel always closes as its close box does); arrows move within a radio
+// group or a drop-down, and from other controls to the previous or next one; Alt+letter (or the
+// letter alone, away from an edit) acts on the control whose label underlines that letter.
+//
+// In a list the arrows, Home, End, Page Up and Page Down only move a highlight; Enter, Space, a
+// click or a double click choose the highlighted item. Only a choice selects the item in the
+// model and so notifies the dialog procedure, even when the item was selected already: a
+// procedure that acts on every selection (a directory list that enters the directory) can then
+// be walked through with the keyboard. When the program changes a list's items or selection,
+// the highlight goes to the selection.
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "frontend/tui/canvas.h"
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 #include "platform/ui.h"
 
 namespace tui {
@@ -43,9 +54,9 @@ public:
 
     // Draws the dialog with its outer frame at `outer`; `active` when it has the keyboard.
     void Draw(Canvas& canvas, const Rect& outer, bool active);
-    // Returns true when the form used the input.
-    bool HandleKey(const Event& event);
-    bool HandleMouse(const Event& event, const Rect& outer);
+    KeyResult HandleKey(const Event& event);
+    // Ignored when the action falls outside the form (and no drop-down of it is open).
+    KeyResult HandleMouse(const Event& event, const Rect& outer);
     // Where the terminal cursor stands while the form has the keyboard (in an edit).
     bool Cursor(const Rect& outer, int& x, int& y) const;
 
@@ -61,12 +72,24 @@ private:
     };
     struct ListState {
         int top = 0;
+        int highlight = -1;
+        bool follow = false;  // the next draw scrolls the highlight into sight
+        // The model as the form last saw it.
         int seenSelection = -2;
+        std::vector<std::string> seenItems;
+    };
+    // The last press of a mouse button, to tell a double click from two clicks.
+    struct LastPress {
+        int control = -1;
+        int y = -1;
+        int64_t ms = 0;
     };
 
     std::vector<platform::ControlState*> Controls() const;
     platform::ControlState* Focused() const;
-    static Rect ControlRect(const Rect& outer, const platform::ControlState& c);
+    // Where the control at `index` stands on the screen (see Places).
+    Rect ControlRect(const Rect& outer, int index) const;
+    const std::vector<Rect>& Places() const;
     static bool Focusable(const platform::ControlState& c);
     void Validate();
     std::vector<int> TabStops() const;
@@ -74,18 +97,22 @@ private:
     void FocusIndex(int index, bool fromTab);
     void MoveFocus(int direction);
 
-    bool EditKey(platform::ControlState& c, const Event& event);
-    bool ListKey(platform::ControlState& c, const Event& event);
-    bool DropDownKey(platform::ControlState& c, const Event& event);
-    bool RadioKey(const Event& event);
-    bool PressLetter(char32_t letter);
+    KeyResult EditKey(platform::ControlState& c, const Event& event);
+    KeyResult ListKey(platform::ControlState& c, const Event& event);
+    ListState& SyncList(int index, const platform::ControlState& c);
+    void Highlight(ListState& l, const platform::ControlState& c, int item);
+    void Choose(int index, platform::ControlState& c, int item);
+    bool DoubleClick(int index, const Event& event);
+    KeyResult DropDownKey(platform::ControlState& c, const Event& event);
+    KeyResult RadioKey(const Event& event);
+    KeyResult PressLetter(char32_t letter);
     void Click(platform::ControlState& c);
     void SetEditText(platform::ControlState& c, std::string text, int cursor);
     void InsertText(platform::ControlState& c, const std::u32string& text);
-    bool PressEnter();
-    void PressEscape();
+    KeyResult PressEnter();
+    KeyResult PressEscape();
     void Select(platform::ControlState& c, int index);
-    Rect DropRect(const Rect& outer, const platform::ControlState& c, int canvasHeight) const;
+    Rect DropRect(const Rect& outer, int index, int canvasHeight) const;
 
     int LabelRoom(const Rect& outer, int index, int natural) const;
     void DrawControl(Canvas& canvas, const Rect& outer, int index, bool active);
@@ -98,6 +125,8 @@ private:
     int focus_ = -1;  // index of the control with the keyboard in template order
     std::map<int, EditState> edits_;
     std::map<int, ListState> lists_;
+    LastPress lastPress_;
+    mutable std::vector<Rect> places_;  // each control's cells inside the frame, once worked out
     int dropOpen_ = -1;  // index of the open drop-down
     int dropHighlight_ = 0;
     int dropTop_ = 0;

@@ -338,7 +338,13 @@ void HelpScreen::Draw(Canvas& canvas) {
     canvas.Text(std::max(area.x + 1, area.Right() - 2 - (int)hint.size()), area.Bottom() - 1, hint, Style::Help, area.w - 2);
 }
 
-void HelpScreen::HandleKey(const Event& event) {
+KeyResult HelpScreen::HandleKey(const Event& event) {
+    bool closes = event.key == Key::Escape || (event.key == Key::Char && event.ch == U'q') ||
+                  (event.key == Key::Function && event.number == 1);
+    if (closes) {
+        Close();
+        return KeyResult::Closed();
+    }
     switch (event.key) {
         case Key::Up: --top_; break;
         case Key::Down: ++top_; break;
@@ -346,22 +352,19 @@ void HelpScreen::HandleKey(const Event& event) {
         case Key::PageDown: top_ += page_ - 1; break;
         case Key::Home: top_ = 0; break;
         case Key::End: top_ = lineCount_; break;
-        case Key::Escape: Close(); break;
         case Key::Char:
             if (event.ch == U' ') top_ += page_ - 1;
-            if (event.ch == U'q') Close();
-            break;
-        case Key::Function:
-            if (event.number == 1) Close();
             break;
         default: break;
     }
     top_ = std::clamp(top_, 0, std::max(0, lineCount_ - page_));
+    return KeyResult::Handled();
 }
 
-void HelpScreen::HandleMouse(const Event& event) {
+KeyResult HelpScreen::HandleMouse(const Event& event) {
     if (event.mouse == MouseAction::WheelUp) top_ = std::max(0, top_ - 3);
     if (event.mouse == MouseAction::WheelDown) top_ = std::clamp(top_ + 3, 0, std::max(0, lineCount_ - page_));
+    return KeyResult::Handled();
 }
 
 }  // namespace tui

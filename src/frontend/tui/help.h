@@ -14,6 +14,7 @@
 
 #include "frontend/tui/canvas.h"
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 
 namespace tui {
 
@@ -35,8 +36,9 @@ public:
     // The area the screen covers on a terminal of this size.
     static Rect Place(int columns, int rows);
     void Draw(Canvas& canvas);
-    void HandleKey(const Event& event);
-    void HandleMouse(const Event& event);
+    // The screen keeps every input while it is open; Esc, q and F1 close it.
+    KeyResult HandleKey(const Event& event);
+    KeyResult HandleMouse(const Event& event);
 
 private:
     bool open_ = false;

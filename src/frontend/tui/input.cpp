@@ -19,6 +19,12 @@ void Scroll(UINT message, int code, int position = 0) { Post(message, MAKEWPARAM
 
 void TypeByte(int byte) { Post(WM_CHAR, (WPARAM)byte, 1); }
 
+// A layer that holds the keyboard keeps an input it did not use.
+KeyResult Held(KeyResult result) {
+    result.handled = true;
+    return result;
+}
+
 // Pasted text as Windows-1252 bytes, each line end as one carriage return.
 std::string PastedBytes(const std::u32string& text) {
     std::string bytes;
@@ -31,7 +37,7 @@ std::string PastedBytes(const std::u32string& text) {
     return bytes;
 }
 
-void ConsoleScrollKey(const Event& event) {
+KeyResult ConsoleScrollKey(const Event& event) {
     bool ctrl = (event.mods & kCtrl) != 0;
     switch (event.key) {
         case Key::Up: Scroll(WM_VSCROLL, kLineBack); break;
@@ -42,17 +48,18 @@ void ConsoleScrollKey(const Event& event) {
         case Key::End: Scroll(WM_VSCROLL, kToBottom); break;
         case Key::Left: Scroll(WM_HSCROLL, ctrl ? kPageBack : kLineBack); break;
         case Key::Right: Scroll(WM_HSCROLL, ctrl ? kPageForward : kLineForward); break;
-        default: break;
+        default: return KeyResult::Ignored();
     }
+    return KeyResult::Handled();
 }
 
-void ConsoleKey(const Event& event) {
+KeyResult ConsoleKey(const Event& event) {
     if (event.mods & (kShift | kCtrl)) {
-        if (event.key == Key::Tab || event.key == Key::BackTab) TypeByte(9);
-        else ConsoleScrollKey(event);
-        return;
+        if (event.key != Key::Tab && event.key != Key::BackTab) return ConsoleScrollKey(event);
+        TypeByte(9);
+        return KeyResult::Handled();
     }
-    if (event.mods & kAlt) return;
+    if (event.mods & kAlt) return KeyResult::Ignored();
     switch (event.key) {
         case Key::PageUp: Post(WM_KEYDOWN, VK_PRIOR, 1); break;
         case Key::PageDown: Post(WM_KEYDOWN, VK_NEXT, 1); break;
@@ -70,18 +77,20 @@ void ConsoleKey(const Event& event) {
         case Key::Escape: TypeByte(27); break;
         case Key::Char: {
             int byte = Cp1252Byte(event.ch);
-            if (byte >= 0) TypeByte(byte);
+            if (byte < 0) return KeyResult::Ignored();
+            TypeByte(byte);
             break;
         }
         case Key::Paste:
             for (char c : PastedBytes(event.text)) TypeByte((unsigned char)c);
             break;
-        default: break;
+        default: return KeyResult::Ignored();
     }
+    return KeyResult::Handled();
 }
 
 // A press on a scroll bar: an arrow scrolls a line, the track a page, the thumb starts a drag.
-bool ScrollBarPress(Desktop& desktop, const Event& event) {
+KeyResult ScrollBarPress(Desktop& desktop, const Event& event) {
     for (const ScrollBarView& bar : {desktop.VerticalBar(), desktop.HorizontalBar()}) {
         int cell = bar.CellAt(event.x, event.y);
         if (cell < 0) continue;
@@ -92,14 +101,14 @@ bool ScrollBarPress(Desktop& desktop, const Event& event) {
         } else if (code >= 0) {
             Scroll(message, code);
         }
-        return true;
+        return KeyResult::Handled();
     }
-    return false;
+    return KeyResult::Ignored();
 }
 
 // While the thumb is dragged the bar reports each new position (5), and where it was let go
 // (4) followed by the end of scrolling (8); the window decides which of these move the view.
-void ScrollBarDrag(Desktop& desktop, const Event& event) {
+KeyResult ScrollBarDrag(Desktop& desktop, const Event& event) {
     ScrollBarView bar = desktop.drag.vertical ? desktop.VerticalBar() : desktop.HorizontalBar();
     UINT message = bar.vertical ? WM_VSCROLL : WM_HSCROLL;
     int cell = bar.vertical ? event.y - bar.area.y : event.x - bar.area.x;
@@ -107,104 +116,91 @@ void ScrollBarDrag(Desktop& desktop, const Event& event) {
     if (event.mouse == MouseAction::Drag) {
         if (position != desktop.drag.lastPosition) Scroll(message, kThumbTrack, position);
         desktop.drag.lastPosition = position;
-        return;
+        return KeyResult::Handled();
     }
     Scroll(message, kThumbPosition, position);
     Scroll(message, kEndScroll);
     desktop.drag.active = false;
+    return KeyResult::Handled();
 }
 
-void RouteMouse(Desktop& desktop, const Event& event, HWND modal) {
-    if (desktop.drag.active && (event.mouse == MouseAction::Drag || event.mouse == MouseAction::Release)) {
-        ScrollBarDrag(desktop, event);
-        return;
-    }
+// The mouse goes to what lies under it: the menu bar or an open menu, the modal dialog (which
+// holds it wherever it is), a panel, a scroll bar, the console.
+KeyResult RouteMouse(Desktop& desktop, const Event& event, HWND modal) {
+    if (desktop.drag.active && (event.mouse == MouseAction::Drag || event.mouse == MouseAction::Release))
+        return ScrollBarDrag(desktop, event);
     const Popups& popups = platform::MenuPopups(GetMenu(MainWindow));
     if (!modal && (desktop.menu.IsOpen() || desktop.GetLayout().menuBar.Contains(event.x, event.y))) {
-        MenuBar::Outcome outcome = desktop.menu.HandleMouse(event, popups);
-        if (outcome.command) platform::UserMenuCommand(MainWindow, outcome.command);
-        if (outcome.handled) return;
+        KeyResult result = desktop.menu.HandleMouse(event, popups);
+        if (result.handled) return result;
     }
-    if (modal) {
-        desktop.FormOf(modal).HandleMouse(event, desktop.ModalPlace(modal));
-        return;
-    }
+    if (modal) return Held(desktop.FormOf(modal).HandleMouse(event, desktop.ModalPlace(modal)));
     auto places = desktop.PanelPlaces();
     for (auto it = places.rbegin(); it != places.rend(); ++it) {
         Form& form = desktop.FormOf(it->first);
         bool mine = it->first == desktop.FocusedPanel() && form.DropDownOpen();
         if (!mine && !it->second.Contains(event.x, event.y)) continue;
         if (event.mouse == MouseAction::Press) desktop.FocusPanel(it->first);
-        form.HandleMouse(event, it->second);
-        return;
+        return Held(form.HandleMouse(event, it->second));
     }
-    if (event.mouse == MouseAction::Press && ScrollBarPress(desktop, event)) return;
-    if (!desktop.GetLayout().client.Contains(event.x, event.y)) return;
+    if (event.mouse == MouseAction::Press) {
+        KeyResult result = ScrollBarPress(desktop, event);
+        if (result.handled) return result;
+    }
+    if (!desktop.GetLayout().client.Contains(event.x, event.y)) return KeyResult::Ignored();
     if (event.mouse == MouseAction::Press) desktop.FocusPanel(nullptr);
-    if (event.mouse == MouseAction::WheelUp || event.mouse == MouseAction::WheelDown)
-        for (int i = 0; i < kWheelLines; ++i)
-            Scroll(WM_VSCROLL, event.mouse == MouseAction::WheelUp ? kLineBack : kLineForward);
+    if (event.mouse != MouseAction::WheelUp && event.mouse != MouseAction::WheelDown) return KeyResult::Handled();
+    for (int i = 0; i < kWheelLines; ++i)
+        Scroll(WM_VSCROLL, event.mouse == MouseAction::WheelUp ? kLineBack : kLineForward);
+    return KeyResult::Handled();
 }
 
-// F10 and Alt+letter open the menu; true when the event did.
-bool OpenMenu(Desktop& desktop, const Event& event) {
+// F10 and Alt+letter open the menu.
+KeyResult OpenMenu(Desktop& desktop, const Event& event) {
     const Popups& popups = platform::MenuPopups(GetMenu(MainWindow));
     if (event.Is(Key::Function) && event.number == 10) {
         desktop.menu.Open(popups, 0);
-        return true;
+        return KeyResult::Handled();
     }
-    if (event.key != Key::Char || event.mods != kAlt) return false;
+    if (event.key != Key::Char || event.mods != kAlt) return KeyResult::Ignored();
     int popup = MenuBar::PopupForLetter(popups, event.ch);
-    if (popup < 0) return false;
+    if (popup < 0) return KeyResult::Ignored();
     desktop.menu.Open(popups, popup);
-    return true;
+    return KeyResult::Handled();
+}
+
+// Every input goes down these layers until one takes it. A layer that holds the keyboard
+// takes every input it gets, used or not.
+KeyResult Route(Desktop& desktop, const Event& event) {
+    if (!desktop.boxes.empty()) {
+        MessageBoxPopup& box = *desktop.boxes.back();
+        const Layout& layout = desktop.GetLayout();
+        return event.key == Key::Mouse ? box.HandleMouse(event, layout.columns, layout.rows) : box.HandleKey(event);
+    }
+    if (desktop.help.IsOpen()) return event.key == Key::Mouse ? desktop.help.HandleMouse(event) : desktop.help.HandleKey(event);
+    HWND modal = platform::ActiveModalDialog();
+    if (event.key == Key::Mouse) return RouteMouse(desktop, event, modal);
+    // What the user pastes is also what they copied, for the dialogs that read the clipboard.
+    if (event.key == Key::Paste) platform::SetClipboardText(PastedBytes(event.text));
+    if (desktop.menu.IsOpen()) return desktop.menu.HandleKey(event, platform::MenuPopups(GetMenu(MainWindow)));
+    if (modal) return Held(desktop.FormOf(modal).HandleKey(event));
+    KeyResult result = OpenMenu(desktop, event);
+    if (result.handled) return result;
+    if (event.Is(Key::Function) && event.number == 1) return KeyResult::Command(IDM_SHOW_HELP);
+    if (event.Is(Key::Function) && event.number == 6) {
+        desktop.CycleFocus();
+        return KeyResult::Handled();
+    }
+    if (HWND panel = desktop.FocusedPanel()) return Held(desktop.FormOf(panel).HandleKey(event));
+    return ConsoleKey(event);
 }
 
 }  // namespace
 
-void HandleInput(Desktop& desktop, const Event& event) {
-    if (!desktop.boxes.empty()) {
-        MessageBoxPopup& box = *desktop.boxes.back();
-        const Layout& layout = desktop.GetLayout();
-        if (event.key == Key::Mouse) box.HandleMouse(event, layout.columns, layout.rows);
-        else box.HandleKey(event);
-        return;
-    }
-    if (desktop.help.IsOpen()) {
-        if (event.key == Key::Mouse) desktop.help.HandleMouse(event);
-        else desktop.help.HandleKey(event);
-        return;
-    }
-    HWND modal = platform::ActiveModalDialog();
-    if (event.key == Key::Mouse) {
-        RouteMouse(desktop, event, modal);
-        return;
-    }
-    // What the user pastes is also what they copied, for the dialogs that read the clipboard.
-    if (event.key == Key::Paste) platform::SetClipboardText(PastedBytes(event.text));
-    if (desktop.menu.IsOpen()) {
-        MenuBar::Outcome outcome = desktop.menu.HandleKey(event, platform::MenuPopups(GetMenu(MainWindow)));
-        if (outcome.command) platform::UserMenuCommand(MainWindow, outcome.command);
-        return;
-    }
-    if (modal) {
-        desktop.FormOf(modal).HandleKey(event);
-        return;
-    }
-    if (OpenMenu(desktop, event)) return;
-    if (event.Is(Key::Function) && event.number == 1) {
-        platform::UserMenuCommand(MainWindow, IDM_SHOW_HELP);
-        return;
-    }
-    if (event.Is(Key::Function) && event.number == 6) {
-        desktop.CycleFocus();
-        return;
-    }
-    if (HWND panel = desktop.FocusedPanel()) {
-        desktop.FormOf(panel).HandleKey(event);
-        return;
-    }
-    ConsoleKey(event);
+KeyResult HandleInput(Desktop& desktop, const Event& event) {
+    KeyResult result = Route(desktop, event);
+    if (result.command) platform::UserMenuCommand(MainWindow, result.command);
+    return result;
 }
 
 }  // namespace tui

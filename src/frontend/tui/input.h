@@ -16,10 +16,13 @@
 #pragma once
 
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 #include "frontend/tui/screen.h"
 
 namespace tui {
 
-void HandleInput(Desktop& desktop, const Event& event);
+// Acts on one input and answers what the layer that took it did; a menu command it chose has
+// been handed to the main window.
+KeyResult HandleInput(Desktop& desktop, const Event& event);
 
 }  // namespace tui

@@ -115,68 +115,70 @@ void MenuBar::Draw(Canvas& canvas, const Popups& popups) const {
     }
 }
 
-MenuBar::Outcome MenuBar::Choose(const Popups& popups, int item) {
+KeyResult MenuBar::Choose(const Popups& popups, int item) {
     const auto& items = popups[(size_t)popup_].items;
-    if (item < 0 || item >= (int)items.size()) return {true, 0};
+    if (item < 0 || item >= (int)items.size()) return KeyResult::Handled();
     item_ = item;
-    if (!items[(size_t)item].enabled) return {true, 0};
+    if (!items[(size_t)item].enabled) return KeyResult::Handled();
     Close();
-    return {true, items[(size_t)item].id};
+    return KeyResult{true, true, items[(size_t)item].id};
 }
 
-MenuBar::Outcome MenuBar::HandleKey(const Event& event, const Popups& popups) {
-    if (!IsOpen() || popup_ >= (int)popups.size()) return {};
+KeyResult MenuBar::HandleKey(const Event& event, const Popups& popups) {
+    if (!IsOpen() || popup_ >= (int)popups.size()) return KeyResult::Ignored();
     int count = (int)popups.size();
     int items = (int)popups[(size_t)popup_].items.size();
     switch (event.key) {
         case Key::Escape:
             Close();
-            return {true, 0};
+            return KeyResult::Closed();
         case Key::Function:
-            if (event.number == 10) Close();
-            return {true, 0};
-        case Key::Left: Open(popups, (popup_ + count - 1) % count); return {true, 0};
-        case Key::Right: Open(popups, (popup_ + 1) % count); return {true, 0};
+            if (event.number != 10) return KeyResult::Handled();
+            Close();
+            return KeyResult::Closed();
+        case Key::Left: Open(popups, (popup_ + count - 1) % count); return KeyResult::Handled();
+        case Key::Right: Open(popups, (popup_ + 1) % count); return KeyResult::Handled();
         case Key::Up:
             if (items) item_ = (item_ + items - 1) % items;
-            return {true, 0};
+            return KeyResult::Handled();
         case Key::Down:
             if (items) item_ = (item_ + 1) % items;
-            return {true, 0};
-        case Key::Home: item_ = 0; return {true, 0};
-        case Key::End: item_ = std::max(0, items - 1); return {true, 0};
+            return KeyResult::Handled();
+        case Key::Home: item_ = 0; return KeyResult::Handled();
+        case Key::End: item_ = std::max(0, items - 1); return KeyResult::Handled();
         case Key::Enter: return Choose(popups, item_);
         case Key::Char: {
             if (event.mods & kAlt) {
                 int other = PopupForLetter(popups, event.ch);
                 if (other >= 0) Open(popups, other);
-                return {true, 0};
+                return KeyResult::Handled();
             }
             int item = LabelForLetter(ItemLabels(popups[(size_t)popup_]), event.ch);
-            return item >= 0 ? Choose(popups, item) : Outcome{true, 0};
+            return item >= 0 ? Choose(popups, item) : KeyResult::Handled();
         }
-        default: return {true, 0};
+        default: return KeyResult::Handled();
     }
 }
 
-MenuBar::Outcome MenuBar::HandleMouse(const Event& event, const Popups& popups) {
-    if (event.key != Key::Mouse || event.mouse != MouseAction::Press) return {IsOpen(), 0};
+KeyResult MenuBar::HandleMouse(const Event& event, const Popups& popups) {
+    if (event.key != Key::Mouse || event.mouse != MouseAction::Press) return IsOpen() ? KeyResult::Handled() : KeyResult::Ignored();
     for (int i = 0; i < (int)popups.size(); ++i)
         if (TitleRect(popups, i).Contains(event.x, event.y)) {
-            if (popup_ == i)
-                Close();
-            else
+            if (popup_ != i) {
                 Open(popups, i);
-            return {true, 0};
+                return KeyResult::Handled();
+            }
+            Close();
+            return KeyResult::Closed();
         }
-    if (!IsOpen()) return {};
+    if (!IsOpen()) return KeyResult::Ignored();
     Rect drop = DropRect(popups, popup_);
     if (drop.Contains(event.x, event.y)) {
         int item = event.y - drop.y - 1;
-        return item >= 0 && item < (int)popups[(size_t)popup_].items.size() ? Choose(popups, item) : Outcome{true, 0};
+        return item >= 0 && item < (int)popups[(size_t)popup_].items.size() ? Choose(popups, item) : KeyResult::Handled();
     }
     Close();
-    return {true, 0};
+    return KeyResult::Closed();
 }
 
 }  // namespace tui

@@ -12,6 +12,7 @@
 
 #include "frontend/tui/canvas.h"
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 #include "platform/ui.h"
 
 namespace tui {
@@ -20,12 +21,6 @@ using Popups = std::vector<platform::MenuPopupState>;
 
 class MenuBar {
 public:
-    // What an input did: `command` is the id of the item chosen (0: none).
-    struct Outcome {
-        bool handled = false;
-        int command = 0;
-    };
-
     bool IsOpen() const { return popup_ >= 0; }
     int OpenPopup() const { return popup_; }
     int Highlighted() const { return item_; }
@@ -38,11 +33,13 @@ public:
     static Rect DropRect(const Popups& popups, int popup);
 
     void Draw(Canvas& canvas, const Popups& popups) const;
-    Outcome HandleKey(const Event& event, const Popups& popups);
-    Outcome HandleMouse(const Event& event, const Popups& popups);
+    // An open menu keeps every key; choosing an item closes it and answers the item's id as
+    // the command. The mouse is ignored away from the bar while no menu is open.
+    KeyResult HandleKey(const Event& event, const Popups& popups);
+    KeyResult HandleMouse(const Event& event, const Popups& popups);
 
 private:
-    Outcome Choose(const Popups& popups, int item);
+    KeyResult Choose(const Popups& popups, int item);
 
     int popup_ = -1;
     int item_ = 0;

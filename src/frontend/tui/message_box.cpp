@@ -46,16 +46,20 @@ void MessageBoxPopup::Draw(Canvas& canvas) const {
     canvas.Text(x, box.Bottom() - 2, kButton, Style::ButtonFocused);
 }
 
-void MessageBoxPopup::HandleKey(const Event& event) {
-    if (event.key == Key::Enter || event.key == Key::Escape || (event.key == Key::Char && event.ch == U' '))
-        dismissed_ = true;
+KeyResult MessageBoxPopup::HandleKey(const Event& event) {
+    if (event.key != Key::Enter && event.key != Key::Escape && !(event.key == Key::Char && event.ch == U' '))
+        return KeyResult::Handled();
+    dismissed_ = true;
+    return KeyResult::Closed();
 }
 
-void MessageBoxPopup::HandleMouse(const Event& event, int columns, int rows) {
-    if (event.mouse != MouseAction::Press) return;
+KeyResult MessageBoxPopup::HandleMouse(const Event& event, int columns, int rows) {
+    if (event.mouse != MouseAction::Press) return KeyResult::Handled();
     Rect box = Place(columns, rows);
     Rect button{box.x + (box.w - kButtonWidth) / 2, box.Bottom() - 2, kButtonWidth, 1};
-    if (button.Contains(event.x, event.y)) dismissed_ = true;
+    if (!button.Contains(event.x, event.y)) return KeyResult::Handled();
+    dismissed_ = true;
+    return KeyResult::Closed();
 }
 
 }  // namespace tui

@@ -8,6 +8,7 @@
 
 #include "frontend/tui/canvas.h"
 #include "frontend/tui/event.h"
+#include "frontend/tui/key_result.h"
 
 namespace tui {
 
@@ -20,8 +21,9 @@ public:
 
     Rect Place(int columns, int rows) const;
     void Draw(Canvas& canvas) const;
-    void HandleKey(const Event& event);
-    void HandleMouse(const Event& event, int columns, int rows);
+    // The box keeps every input while it is up; it answers closed when it was dismissed.
+    KeyResult HandleKey(const Event& event);
+    KeyResult HandleMouse(const Event& event, int columns, int rows);
 
 private:
     std::string caption_;

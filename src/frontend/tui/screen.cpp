@@ -182,6 +182,10 @@ void Desktop::Compose(Canvas& canvas, int& cursorX, int& cursorY) {
 
     HWND modal = platform::ActiveModalDialog();
     bool popups = !boxes.empty() || help.IsOpen() || menu.IsOpen();
+    // A closed menu bar lies under the dialogs, so that one as tall as the screen shows its
+    // title (no menu opens while a modal dialog runs).
+    const Popups& menus = platform::MenuPopups(GetMenu(MainWindow));
+    if (!menu.IsOpen()) menu.Draw(canvas, menus);
     auto places = PanelPlaces();
     for (auto& [panel, place] : places) {
         bool active = panel == focusedPanel_ && !modal && !popups;
@@ -192,7 +196,7 @@ void Desktop::Compose(Canvas& canvas, int& cursorX, int& cursorY) {
         canvas.Shadow(place);
         FormOf(dialog).Draw(canvas, place, dialog == modal && !popups);
     }
-    menu.Draw(canvas, platform::MenuPopups(GetMenu(MainWindow)));
+    if (menu.IsOpen()) menu.Draw(canvas, menus);
     if (help.IsOpen()) help.Draw(canvas);
     for (MessageBoxPopup* box : boxes) box->Draw(canvas);
     if (popups) return;

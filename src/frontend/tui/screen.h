@@ -8,7 +8,8 @@
 //
 // Over the console, in this order: the panels (the modeless dialogs that are shown, from the
 // right edge down, the one with the keyboard on top), the modal dialogs (centred, innermost
-// last), the open menu, the help screen, the message boxes. The Desktop holds the state of
+// last; one as tall as the screen covers the menu bar and the status line), the open menu,
+// the help screen, the message boxes. The Desktop holds the state of
 // all of them that is not the program's (the surfaces drawn by the program, which panel has
 // the keyboard, forms, popups) and composes the screen from it and from the platform's
 // models; the input layer (input.h) changes it.

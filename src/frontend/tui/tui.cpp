@@ -176,15 +176,17 @@ void TerminalFrontEnd::BeforeBlock() {
 
 void TerminalFrontEnd::ReadInput() {
     Event event;
-    bool any = false;
+    bool any = false, closed = false;
     while (terminal_.Read(event)) {
-        HandleInput(desktop_, event);
+        if (event.key == Key::Mouse) event.ms = platform::MonotonicMs();
+        closed |= HandleInput(desktop_, event).closed;
         any = true;
     }
     if (!any) return;
     dirty_ = true;
-    for (MessageBoxPopup* box : desktop_.boxes)
-        if (box->Dismissed()) PostMessageA(WakeWindow(), WM_NULL, 0, 0);
+    // Input goes only to the newest box while there is one: what closed was that box, whose
+    // own loop now waits for something to happen before it sees it was dismissed.
+    if (closed && !desktop_.boxes.empty()) PostMessageA(WakeWindow(), WM_NULL, 0, 0);
 }
 
 void TerminalFrontEnd::TakeSignals() {
