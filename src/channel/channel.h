@@ -37,6 +37,15 @@ enum : uint8_t {
     kImmediatePage = 4, // a fixed page is to be sent
 };
 
+// What the routines that handle a channel's event ask of the dispatcher when they return. They
+// never close the channel themselves: the dispatcher does, in one place, once the handler has
+// returned, so no code runs on in a slot that was freed under it.
+enum class ChannelStatus : uint8_t {
+    GoOn,   // carry on with what was being done
+    Wait,   // nothing more to do now: the next event (or tick) goes on
+    Close,  // end the connection
+};
+
 struct FetchRecord;
 struct ChannelRole;
 

@@ -182,6 +182,8 @@ int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
     return ch;
 }
 
+// The user (or the end of the program) closes every Local Client: no event of theirs is being
+// handled, so they are closed here.
 void CloseAllClients() {
     for (int ch = 0; ch < ChannelsInUse(); ++ch) {
         Channel& c = Channels[ch];

@@ -1,5 +1,6 @@
 // Channel event dispatch: every socket event of a channel, and the same events synthesised by
-// the tick, reach the routine that does the work here. ClientMsg can run nested inside itself:
+// the tick, reach the handler of the channel's role here, and a handler that asks for the
+// channel to end has it closed here, after it returned. ClientMsg can run nested inside itself:
 // a grab of the local disk posts FD_CLOSE to its new channel synchronously, so the whole
 // logout, completion and crawl step run before OpenClient returns; the logout therefore frees
 // the channel and clears the client flags before the retry and the crawl step.
@@ -67,6 +68,12 @@ void Logout(HWND window, int channel) {
     c.CgiState = kCgiNone;
 }
 
+// The one place where a channel is closed at the request of the routine that handled its
+// event: that routine has returned, so nothing runs on in the slot after it is given up.
+void CloseIfAsked(int channel, ChannelStatus status) {
+    if (status == ChannelStatus::Close) CloseChannel(channel);
+}
+
 // The completion of a Local Client's connect. With LeavingTimeout 0 the result of the select
 // call is never looked at; the asymmetry is kept.
 void Connected(HWND window, int channel) {
@@ -87,12 +94,12 @@ void Connected(HWND window, int channel) {
     PrintLogLine(window, "Local Client", "Login", channel, c, stamp);
     if (ClientOpen == 0) return;
     ClientConnected = 1;
-    if (RoleOf(c).Connected) RoleOf(c).Connected(window, channel);
+    if (RoleOf(c).Connected) CloseIfAsked(channel, RoleOf(c).Connected(window, channel));
 }
 
 void Read(HWND window, int channel) {
     const ChannelRole& role = RoleOf(Channels[channel]);
-    if (role.Read) role.Read(window, channel);
+    if (role.Read) CloseIfAsked(channel, role.Read(window, channel));
 }
 
 void UnknownEvent(HWND window, uint32_t event) {
@@ -108,6 +115,7 @@ void PrintByteCounts(HWND window, const Channel& c) {
 
 int16_t ClientMsg(HWND window, int channel, uint32_t event) {
     Channel& c = Channels[channel];
+    // An event that carries an error ends the channel before any role sees it.
     if (WSAGETSELECTERROR(event) != 0) {
         Print(window, "\nClientMsg, channel %d WSAGETSELECTERROR %8.8lX !!!\n", channel, (unsigned long)event);
         CloseChannel(channel);
@@ -119,7 +127,7 @@ int16_t ClientMsg(HWND window, int channel, uint32_t event) {
             if (c.State != kLeaving) Read(window, channel);
             return 0;
         case FD_WRITE:
-            if (c.State == kSending && RoleOf(c).Write) RoleOf(c).Write(window, channel);
+            if (c.State == kSending && RoleOf(c).Write) CloseIfAsked(channel, RoleOf(c).Write(window, channel));
             return 0;
         case FD_CLOSE:
             if (c.State == kLeaving) {

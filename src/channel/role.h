@@ -9,7 +9,7 @@
 
 #include "platform/wintypes.h"
 
-struct Channel;
+#include "channel/channel.h"
 
 enum class RoleKind : uint8_t { RemoteClient, ProxyClient, LocalClient, Grab };
 constexpr int kRoleKinds = 4;
@@ -21,10 +21,10 @@ enum class LogoutResult : uint8_t {
 };
 
 struct ChannelRole {
-    // Events of an open channel.
-    void (*Read)(HWND window, int ch);       // FD_READ, and the draining of a purging channel
-    void (*Write)(HWND window, int ch);      // FD_WRITE of a sending channel
-    void (*Connected)(HWND window, int ch);  // a Local Client's connect completed (after its login line)
+    // Events of an open channel. What they return tells the dispatcher whether to close it.
+    ChannelStatus (*Read)(HWND window, int ch);       // FD_READ, and the draining of a purging channel
+    ChannelStatus (*Write)(HWND window, int ch);      // FD_WRITE of a sending channel
+    ChannelStatus (*Connected)(HWND window, int ch);  // a Local Client's connect completed (after its login line)
 
     // The receive routine's questions while it cuts lines.
     bool (*HeaderPending)(const Channel& c);          // a response header is still being read

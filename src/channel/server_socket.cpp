@@ -54,6 +54,8 @@ void Refuse(HWND window) {
     closesocket(s);
 }
 
+// A slot taken for a visitor that cannot be served (no socket, no events, no proxy partner) is
+// given up here, before any event of it is handled.
 void Accept(HWND window, int ch) {
     Channel& c = Channels[ch];
     ResetSlot(c);
@@ -155,6 +157,7 @@ bool OpenServer() {
     return false;
 }
 
+// Closing the server closes its Remote Clients at once, outside any event of theirs.
 void CloseServer() {
     for (int ch = 0; ch < ChannelsInUse(); ++ch) {
         Channel& c = Channels[ch];

@@ -4,6 +4,9 @@
 // Every limit is tested as a 16-bit signed difference (idle time minus the setting), so an
 // idle time beyond 32767 s wraps; the program has always counted so.
 
+// Besides the dispatcher, the tick is the one other place that closes channels: a time limit
+// belongs to no event handler, and the tick runs between events, never inside one.
+
 #include "base/app.h"
 #include "base/print.h"
 #include "channel/channel.h"

@@ -27,8 +27,10 @@ void SendCommand(HWND dialog) {
     if (!(Settings.Server.ServerMode & EchoKeyboard)) return;
     Print(MainWindow, "%s\n", command);
     strcat(command, "\r\n");
+    // The user's command is no event of a channel, so a send that ends one closes it here.
     for (int ch = 0; ch < ChannelsInUse(); ++ch)
-        if (Channels[ch].State != kFree) SendaBuf(MainWindow, ch, command, (int16_t)strlen(command));
+        if (Channels[ch].State != kFree && SendaBuf(MainWindow, ch, command, (int16_t)strlen(command)) == ChannelStatus::Close)
+            CloseChannel(ch);
 }
 
 }  // namespace

@@ -130,9 +130,10 @@ bool LongHeaderLine(int ch, int length) {
     return false;
 }
 
-void SendRequest(HWND window, int ch) {
+ChannelStatus SendRequest(HWND window, int ch) {
     const Channel& c = Channels[ch];
-    if (c.Fetch) SendaBuf(window, ch, c.Fetch->Request, (int16_t)strlen(c.Fetch->Request));
+    if (!c.Fetch) return ChannelStatus::Wait;
+    return SendaBuf(window, ch, c.Fetch->Request, (int16_t)strlen(c.Fetch->Request));
 }
 
 void Taken(int ch) {

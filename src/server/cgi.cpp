@@ -68,31 +68,30 @@ void NamePipeFiles(int ch, int16_t number, PipeFiles& files, char (&pipeName)[13
 }
 
 // An error ends the request; the connection is closed only in the SendAndClose mode.
-void EndOnError(int ch) {
-    if (Settings.Server.ServerMode & SendAndClose) CloseChannel(ch);
+ChannelStatus EndOnError() {
+    return (Settings.Server.ServerMode & SendAndClose) ? ChannelStatus::Close : ChannelStatus::Wait;
 }
 
 // Makes the pipe files of a waited call. The ".url" file stays open as the channel's SendFile,
 // so that the header lines are appended as they arrive; it is closed when the request is
-// complete. Returns false when the request ends here.
-bool MakePipeFiles(HWND window, int ch, const PipeFiles& files, const char* requestLine) {
+// complete. GoOn when the request goes on.
+ChannelStatus MakePipeFiles(HWND window, int ch, const PipeFiles& files, const char* requestLine) {
     Channel& c = Channels[ch];
     if (FILE* output = FileOpen(files.output, "w+b")) fclose(output);
     FILE* token = FileOpen(files.token, "w+b");
     if (!token) {
         Print(window, "ProcessRequest, Unable to create the pipe file %s\n", files.token);
-        EndOnError(ch);
-        return false;
+        return EndOnError();
     }
     fclose(token);
     if (c.SendFile) fclose(c.SendFile);
     c.SendFile = FileOpen(files.request, "w+b");
     if (!c.SendFile) {
         Print(window, "ProcessRequest, Unable to open %s\n", files.request);
-        return true;
+        return ChannelStatus::GoOn;
     }
     fputs(requestLine, c.SendFile);
-    return true;
+    return ChannelStatus::GoOn;
 }
 
 // Words 5 and later of the map line, each after a blank.
@@ -105,13 +104,12 @@ void AppendMapArguments(CommandLine& command, const char* line, const CgiMapMatc
     }
 }
 
-// Checks the command line and keeps it for CGILauch. Returns false when the request ends here
-// (the channel is closed).
-bool KeepCommand(HWND window, int ch, const CommandLine& command, const CgiMapMatch& match) {
+// Checks the command line and keeps it for CGILauch; a command line too long closes the
+// connection.
+ChannelStatus KeepCommand(HWND window, int ch, const CommandLine& command, const CgiMapMatch& match) {
     if (command.Length() > kCommandLimit) {
         Print(window, "ProcessRead, CGI command line is greater than %d\n", kCommandLimitShown);
-        CloseChannel(ch);
-        return false;
+        return ChannelStatus::Close;
     }
     CopyText(Channels[ch].CgiCommand, command.Text());
     Channels[ch].CgiShow = match.show;
@@ -119,22 +117,20 @@ bool KeepCommand(HWND window, int ch, const CommandLine& command, const CgiMapMa
     if (command.Length() > kStartLimit) {
         Print(window, "Process read, size of cgi command line %d is greater than %d\n", (int)command.Length(),
               kStartLimitShown);
-        CloseChannel(ch);
-        return false;
+        return ChannelStatus::Close;
     }
-    return true;
+    return ChannelStatus::GoOn;
 }
 
 }  // namespace
 
-bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line) {
+ChannelStatus CgiRequestLine(HWND window, int ch, const char* callText, const char* line) {
     Channel& c = Channels[ch];
     Print(window, "\nCGI-Call = %s\n", callText);
     FILE* map = FileOpen(kCgiMapFile, "rb");
     if (!map) {
         Print(window, "ProcessRequest, Unable to open cgi-dos.map\n");
-        EndOnError(ch);
-        return false;
+        return EndOnError();
     }
     // The key ends at the first blank; the argument text begins with that blank.
     const char* blank = strchr(callText, ' ');
@@ -148,7 +144,7 @@ bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line)
     if (!found) {
         // Answered like a plain request: the error page, with status 200.
         HomePath(Channels[ch].SendPath, "stder.htm");
-        return true;
+        return ChannelStatus::GoOn;
     }
 
     CommandLine command;
@@ -163,7 +159,10 @@ bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line)
     AppendMapArguments(command, Channels[ch].SendPath, match);
     command.Append(arguments);
 
-    if (match.wait && !MakePipeFiles(window, ch, files, line)) return false;
+    if (match.wait) {
+        ChannelStatus made = MakePipeFiles(window, ch, files, line);
+        if (made != ChannelStatus::GoOn) return made;
+    }
     c.RequestFlags |= kRequestCgi;
     return KeepCommand(window, ch, command, match);
 }

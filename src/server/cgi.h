@@ -5,13 +5,14 @@
 
 #include <cstdint>
 
+#include "channel/channel.h"
 #include "platform/wintypes.h"
 
 // The CGI steps of a request line. callText is the decoded call ("key arg arg ..."), line the
-// request line as received. Returns false when the request ends here (an error), true when it
-// goes on: then either the CGI bit is set, or the key was not found and SendPath holds the
-// error page.
-bool CgiRequestLine(HWND window, int ch, const char* callText, const char* line);
+// request line as received. GoOn when the request goes on: then either the CGI bit is set, or
+// the key was not found and SendPath holds the error page. Otherwise the request ends here
+// (an error), and Close asks for the connection to be closed.
+ChannelStatus CgiRequestLine(HWND window, int ch, const char* callText, const char* line);
 
 // Starts (or delays) the channel's program; 1 when it was started and its answer is awaited.
 int16_t CGILauch(HWND window, int ch);

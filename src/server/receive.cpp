@@ -78,8 +78,8 @@ void ShowBlock(HWND window, const Channel& c, const char* block, int n) {
 }
 
 // Appends the first `length` bytes of Line to the Extended Cmd file, which must not reach 512
-// bytes. Returns false when the channel was closed.
-bool AppendExtCmd(HWND window, int ch, int length, bool openIfNeeded) {
+// bytes; a command that does not fit closes the connection.
+ChannelStatus AppendExtCmd(HWND window, int ch, int length, bool openIfNeeded) {
     Channel& c = Channels[ch];
     if (openIfNeeded && !c.ExtCmdOpen) {
         char name[32];
@@ -92,88 +92,85 @@ bool AppendExtCmd(HWND window, int ch, int length, bool openIfNeeded) {
     }
     if (!c.ExtCmdOpen || !c.ExtCmdFile || c.ExtCmdLength + length >= kExtCmdLimit) {
         Print(window, "ProcessRead, Cmd size greater than %d\n", kExtCmdLimit);
-        CloseChannel(ch);
-        return false;
+        return ChannelStatus::Close;
     }
     fwrite(c.Line, 1, (size_t)length, c.ExtCmdFile);
     c.ExtCmdLength = (int16_t)(c.ExtCmdLength + length);
-    return true;
+    return ChannelStatus::GoOn;
 }
 
-// A line has been completed in Line (LineFill bytes). Returns false when the channel closed.
-bool LineComplete(HWND window, int ch, int& mode, const char* block, int next, int n) {
+// A line has been completed in Line (LineFill bytes).
+ChannelStatus LineComplete(HWND window, int ch, int& mode, const char* block, int next, int n) {
     Channel& c = Channels[ch];
     c.Line[c.LineFill] = '\0';
-    if (c.LineFill == 0) return true;
+    if (c.LineFill == 0) return ChannelStatus::GoOn;
     c.LineLength = (uint16_t)c.LineFill;
     if (Mode() & ShowReceivedCommands) {
         if (c.ExtCmdOpen == 1) Print(window, "Extended Cmd !!!,");
         Print(window, "\nRx_Ligne: %s", c.Line);
     }
-    if (mode & kCutRequest) {
-        ProcessRequest(window, ch);
-    } else if (mode & kCutHeader) {
-        if (RoleOf(c).HeaderLine(window, ch, block + next, n - next)) mode = 0;
-    }
-    return true;
+    if (mode & kCutRequest) return ProcessRequest(window, ch);
+    if ((mode & kCutHeader) && RoleOf(c).HeaderLine(window, ch, block + next, n - next)) mode = 0;
+    return ChannelStatus::GoOn;
 }
 
-bool LineFeed(HWND window, int ch, int& mode, const char* block, int next, int n) {
+ChannelStatus LineFeed(HWND window, int ch, int& mode, const char* block, int next, int n) {
     Channel& c = Channels[ch];
     int length = ++c.LineFill;
     if (length < kLineUsable) {
-        if (c.ExtCmdOpen && !AppendExtCmd(window, ch, length, false)) return false;
+        if (c.ExtCmdOpen && AppendExtCmd(window, ch, length, false) == ChannelStatus::Close) return ChannelStatus::Close;
     } else if (mode & kCutHeader) {
         if (RoleOf(c).LongHeaderLine(ch, length)) mode = 0;
         c.LineFill = 0;
     } else if (mode & kCutRequest) {
-        if (!AppendExtCmd(window, ch, length, true)) return false;
+        if (AppendExtCmd(window, ch, length, true) == ChannelStatus::Close) return ChannelStatus::Close;
         --c.LineFill;
     } else {
         --c.LineFill;
     }
-    bool open = LineComplete(window, ch, mode, block, next, n);
+    ChannelStatus status = LineComplete(window, ch, mode, block, next, n);
     c.LineLength = 0;
     c.LineFill = 0;
-    return open;
+    return status;
 }
 
-bool BufferFull(HWND window, int ch, int& mode) {
+ChannelStatus BufferFull(HWND window, int ch, int& mode) {
     Channel& c = Channels[ch];
     if (mode & kCutHeader) {
         if (RoleOf(c).LongHeaderLine(ch, kLineUsable)) mode = 0;
-    } else if ((mode & kCutRequest) && !AppendExtCmd(window, ch, kLineUsable, true))
-        return false;
+    } else if ((mode & kCutRequest) && AppendExtCmd(window, ch, kLineUsable, true) == ChannelStatus::Close) {
+        return ChannelStatus::Close;
+    }
     c.LineLength = 0;
     c.LineFill = 0;
-    return true;
+    return ChannelStatus::GoOn;
 }
 
-// Cuts a block into lines, byte by byte, while the mode stays non-zero. Returns false when
-// the channel was closed.
-bool CutLines(HWND window, int ch, const char* block, int n, int mode) {
+// Cuts a block into lines, byte by byte, while the mode stays non-zero. A request answered
+// with the end of the connection ends the cutting.
+ChannelStatus CutLines(HWND window, int ch, const char* block, int n, int mode) {
     Channel& c = Channels[ch];
     for (int i = 0; i < n && mode != 0; ++i) {
         c.Line[c.LineFill] = block[i];
-        if (block[i] == '\n') {
-            if (!LineFeed(window, ch, mode, block, i + 1, n)) return false;
-        } else if (++c.LineFill >= kLineUsable) {
-            if (!BufferFull(window, ch, mode)) return false;
-        }
-        // A request answered and closed within this block ends the cutting.
-        if (c.State == kFree || c.State == kLeaving) return false;
+        ChannelStatus status = ChannelStatus::GoOn;
+        if (block[i] == '\n')
+            status = LineFeed(window, ch, mode, block, i + 1, n);
+        else if (++c.LineFill >= kLineUsable)
+            status = BufferFull(window, ch, mode);
+        if (status == ChannelStatus::Close) return status;
     }
-    return true;
+    return ChannelStatus::GoOn;
 }
 
-// Relays a block to the linked channel's send buffer.
+// Relays a block to the linked channel's send buffer. The partner is not the channel whose
+// event is being handled, so a send that ends it closes it here.
 void Relay(int partner, const char* block, int n) {
     Channel& p = Channels[partner];
     p.State = kSending;
     p.StateTime = ChannelNow();
     memcpy(p.TxBuffer + p.TxStart + p.TxCount, block, (size_t)n);
     p.TxCount = (uint16_t)(p.TxCount + n);
-    SendBlockOfData(MainWindow, partner);
+    if (SendBlockOfData(MainWindow, partner) == ChannelStatus::Close) CloseChannel(partner);
 }
 
 bool PartnerFull(const Channel& p) { return p.TxCount == kTxUsable - p.TxStart; }
@@ -186,34 +183,32 @@ ULONG Waiting(SOCKET s) {
 
 }  // namespace
 
-int16_t ProcessRead(HWND window, int ch) {
+ChannelStatus ProcessRead(HWND window, int ch) {
     Channel& c = Channels[ch];
     if (!(Mode() & ModeDuplex)) {
         if (c.State == kSending) {
             Print(window, "\nProcessRead, receiving data while SENDING !!!\n");
-            return 0;
+            return ChannelStatus::Wait;
         }
         if (c.Socket == INVALID_SOCKET) {
             Print(window, "\nProcessRead, and INVALID SOCKET !!!\n");
-            return 0;
+            return ChannelStatus::Wait;
         }
     }
     if (c.Link != kNoLink) {
         const Channel& p = Channels[c.Link];
-        if (PartnerFull(p) || p.State != kWaiting || p.Connected != 1) return 0;
+        if (PartnerFull(p) || p.State != kWaiting || p.Connected != 1) return ChannelStatus::Wait;
     }
+    // A purging channel ends once everything it received has been read.
     ULONG avail = Waiting(c.Socket);
-    if (avail == 0) {
-        if (c.State == kPurging) CloseChannel(ch);
-        return 0;
-    }
+    if (avail == 0) return c.State == kPurging ? ChannelStatus::Close : ChannelStatus::Wait;
     char block[kBlockSize];
     while (avail > 0) {
         if (c.State == kSending || c.Socket == INVALID_SOCKET) break;
         if (c.Link != kNoLink) {
             const Channel& p = Channels[c.Link];
             int room = kTxUsable - p.TxStart - p.TxCount;
-            if (room <= 0 || p.State != kWaiting) return 0;
+            if (room <= 0 || p.State != kWaiting) return ChannelStatus::Wait;
             avail = std::min<ULONG>(avail, (ULONG)room);
         } else {
             avail = std::min<ULONG>(avail, kBlockSize);
@@ -229,8 +224,7 @@ int16_t ProcessRead(HWND window, int ch) {
                 break;
             }
             Print(window, "\nProcessRead, socket error %d ?\n", n);
-            CloseChannel(ch);
-            return 0;
+            return ChannelStatus::Close;
         }
         int mode = BlockMode(c);
         if (c.RxLogFile) fwrite(block, 1, (size_t)n, c.RxLogFile);
@@ -241,11 +235,10 @@ int16_t ProcessRead(HWND window, int ch) {
         } else if (mode == 0) {
             c.LineLength = 0;
             c.LineFill = 0;
-        } else if (!CutLines(window, ch, block, n, mode)) {
-            return 0;
+        } else if (CutLines(window, ch, block, n, mode) == ChannelStatus::Close) {
+            return ChannelStatus::Close;
         }
         avail = c.Socket != INVALID_SOCKET ? Waiting(c.Socket) : 0;
     }
-    if (c.State == kPurging && avail == 0) CloseChannel(ch);
-    return 0;
+    return c.State == kPurging && avail == 0 ? ChannelStatus::Close : ChannelStatus::Wait;
 }

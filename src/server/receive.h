@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "channel/channel.h"
 #include "platform/wintypes.h"
 
-int16_t ProcessRead(HWND window, int ch);
+// Close when the channel is to be closed (the caller closes it).
+ChannelStatus ProcessRead(HWND window, int ch);

@@ -34,33 +34,30 @@ void Copy(char (&out)[N], const std::string& text) {
 }
 
 // The command text of the line: the line itself, or the Extended Cmd read back from its file.
-// Returns false when the channel was closed.
-bool CommandText(HWND window, int ch, char (&command)[kCommandSize], bool& extended) {
+ChannelStatus CommandText(HWND window, int ch, char (&command)[kCommandSize], bool& extended) {
     Channel& c = Channels[ch];
     extended = false;
     if (!c.ExtCmdOpen) {
         snprintf(command, sizeof command, "%s", c.Line);
-        return true;
+        return ChannelStatus::GoOn;
     }
     Print(window, "Extended Command received\n");
     if (!c.ExtCmdFile) {
         Print(window, "ProcessRequest, Extended Cmd and file is NULL!!!\n");
-        CloseChannel(ch);
-        return false;
+        return ChannelStatus::Close;
     }
     rewind(c.ExtCmdFile);
     int count = (int)fread(command, 1, kExtendedLimit, c.ExtCmdFile);
     if (count < 1 || count > kExtendedLimit - 2) {
         Print(window, "Process Request, cmd size %d Error\n", count);
-        CloseChannel(ch);
-        return false;
+        return ChannelStatus::Close;
     }
     command[count] = '\0';
     fclose(c.ExtCmdFile);
     c.ExtCmdFile = nullptr;
     c.ExtCmdOpen = 0;
     extended = true;
-    return true;
+    return ChannelStatus::GoOn;
 }
 
 bool Opens(const char* path) {
@@ -102,18 +99,19 @@ void TargetPath(int ch, const std::string& path) {
     Copy(Channels[ch].SendPath, full);
 }
 
-// Chooses the answer of a request line. Returns false when the request ends here.
-bool ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool outside, bool extended, const char* line) {
+// Chooses the answer of a request line. GoOn when the request goes on.
+ChannelStatus ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool outside, bool extended,
+                           const char* line) {
     Channel& c = Channels[ch];
     if (!extended) {
         TargetPath(ch, target.path);
-        if (!outside && Opens(Channels[ch].SendPath)) return true;
+        if (!outside && Opens(Channels[ch].SendPath)) return ChannelStatus::GoOn;
     }
     if (extended && !target.query) {
         Print(window, "HTTP/1.0 404 Extended Cmd with no form or cgi\n");
         HomePath(Channels[ch].SendPath, "stder.htm");
         c.RequestFlags |= kRequestError;
-        return true;
+        return ChannelStatus::GoOn;
     }
     if (!target.query) {
         // A file that exists but is being written (access denied) is not a 404: its path is
@@ -123,22 +121,22 @@ bool ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool outside
             fclose(file);
         else if (outside || errno != EACCES)
             NotFound(window, ch);
-        return true;
+        return ChannelStatus::GoOn;
     }
     if (!target.cgi) {
         MailboxPost(ch, target.form);
-        return true;
+        return ChannelStatus::GoOn;
     }
     return CgiRequestLine(window, ch, target.call.c_str(), line);
 }
 
-// The first line of a request. Returns false when the request ends here.
-bool RequestLine(HWND window, int ch, const char* command, int16_t last, bool extended) {
+// The first line of a request. GoOn when the request goes on; only GET is answered.
+ChannelStatus RequestLine(HWND window, int ch, const char* command, int16_t last, bool extended) {
     Channel& c = Channels[ch];
     char word[kCommandSize];
     int16_t position = 0;
     NextWord(command, position, last, word, sizeof word);
-    if (strcmp(word, "GET") != 0) return false;
+    if (strcmp(word, "GET") != 0) return ChannelStatus::Wait;
     c.RequestFlags = kRequestSeen;
     c.ResponseStatus = 0;
     char target[kCommandSize];
@@ -151,9 +149,10 @@ bool RequestLine(HWND window, int ch, const char* command, int16_t last, bool ex
         Print(window, "Cmd= %s\n", shown);
     }
     DecodedTarget decoded = DecodeTarget(shown);
-    if (!ChooseAnswer(window, ch, decoded, LeavesHome(shown), extended, command)) return false;
+    ChannelStatus chosen = ChooseAnswer(window, ch, decoded, LeavesHome(shown), extended, command);
+    if (chosen != ChannelStatus::GoOn) return chosen;
     c.RequestFlags |= kRequestLineDone;
-    return true;
+    return ChannelStatus::GoOn;
 }
 
 void HeaderLine(int ch, const char* command, int16_t last) {
@@ -165,7 +164,7 @@ void HeaderLine(int ch, const char* command, int16_t last) {
 }
 
 // The request is complete: the answer goes out.
-void Answer(HWND window, int ch) {
+ChannelStatus Answer(HWND window, int ch) {
     Channel& c = Channels[ch];
     if (c.SendFile) fclose(c.SendFile);
     c.SendFile = nullptr;
@@ -173,16 +172,16 @@ void Answer(HWND window, int ch) {
         c.ResponseStatus = (c.RequestFlags & kRequestError) ? 404 : 200;
     if (c.RequestFlags & kRequestCgi) {
         c.RequestFlags = 0;
-        if (CGILauch(window, ch)) return;
+        if (CGILauch(window, ch)) return ChannelStatus::Wait;
         if (c.CgiState == kCgiDelayed) {
             c.State = kSending;
             c.StateTime = ChannelNow();
-            return;
+            return ChannelStatus::Wait;
         }
         c.CgiState = kCgiNone;
     }
     c.RequestFlags = 0;
-    SendaFile(window, ch, Channels[ch].SendPath);
+    return SendaFile(window, ch, Channels[ch].SendPath);
 }
 
 }  // namespace
@@ -191,18 +190,20 @@ void HomePath(char (&out)[kPathSize], const char* name) {
     snprintf(out, kPathSize, "%s%c%s", Settings.Server.HomeDir, kDirSep, name);
 }
 
-int16_t ProcessRequest(HWND window, int ch) {
+ChannelStatus ProcessRequest(HWND window, int ch) {
     Channel& c = Channels[ch];
-    if (c.State != kWaiting || !(Settings.Server.ServerMode & TextMode)) return 0;
+    if (c.State != kWaiting || !(Settings.Server.ServerMode & TextMode)) return ChannelStatus::Wait;
     char command[kCommandSize];
     bool extended = false;
-    if (!CommandText(window, ch, command, extended)) return 0;
+    ChannelStatus status = CommandText(window, ch, command, extended);
+    if (status != ChannelStatus::GoOn) return status;
     int16_t last = (int16_t)strlen(command);
     if (!(c.RequestFlags & kRequestSeen)) {
-        if (!RequestLine(window, ch, command, last, extended)) return 0;
+        status = RequestLine(window, ch, command, last, extended);
+        if (status != ChannelStatus::GoOn) return status;
     } else {
         HeaderLine(ch, command, last);
     }
-    if (c.RequestFlags & kRequestComplete) Answer(window, ch);
-    return 0;
+    if (c.RequestFlags & kRequestComplete) return Answer(window, ch);
+    return ChannelStatus::Wait;
 }

@@ -20,7 +20,8 @@ constexpr uint16_t kRequestError = 0x20;
 // Numbers the pipe files of waited CGI calls: increased before each use, kept below 100.
 extern int16_t PipeCounter;
 
-int16_t ProcessRequest(HWND window, int ch);
+// Takes one complete line of a request; Close when the channel is to be closed.
+ChannelStatus ProcessRequest(HWND window, int ch);
 
 // HomeDir, the separator, then name: the path of a site file.
 void HomePath(char (&out)[kPathSize], const char* name);

@@ -8,11 +8,13 @@
 #include "server/receive.h"
 #include "server/send.h"
 
-void ReceiveOnChannel(HWND window, int ch) { ProcessRead(window, ch); }
+ChannelStatus ReceiveOnChannel(HWND window, int ch) { return ProcessRead(window, ch); }
 
-void SendOnChannel(HWND window, int ch) {
-    SendBlockOfData(window, ch);
+ChannelStatus SendOnChannel(HWND window, int ch) {
+    ChannelStatus status = SendBlockOfData(window, ch);
+    if (status == ChannelStatus::Close) return status;
     if (Channels[ch].Link != kNoLink) SendMessageA(window, MSG_CHANNEL0 + Channels[ch].Link, 0, FD_READ);
+    return status;
 }
 
 void CheckCgiOfChannel(HWND window, int ch) { CGICheck(window, ch); }

@@ -43,7 +43,7 @@ int BuildHeader(char* out, size_t size, const char* path, long length) {
 
 // The file could not be opened because another program writes it: a token file naming it is
 // written and the channel waits in sending; the next FD_WRITE or tick tries again.
-void Locked(HWND window, int ch, const char* path) {
+ChannelStatus Locked(HWND window, int ch, const char* path) {
     Channel& c = Channels[ch];
     Print(window, "SendaFile, file %s Permission Denied\n", path);
     c.CgiState = kTokenFile;
@@ -53,11 +53,11 @@ void Locked(HWND window, int ch, const char* path) {
     FILE* file = FileOpen(token, "w+b");
     if (!file) {
         Print(window, "\nSendaFile, Unable to open %s\n", token);
-        CloseChannel(ch);
-        return;
+        return ChannelStatus::Close;
     }
     fputs(path, file);
     fclose(file);
+    return ChannelStatus::Wait;
 }
 
 // Reads up to `size` bytes of a pipe file of the home directory. Returns the count, or -1
@@ -72,7 +72,6 @@ int ReadPipeFile(HWND window, int ch, char* out, size_t size) {
             Print(window, "SendBlockOfData, pipefile %s Permission Denied\n", path);
         else
             Print(window, "SendBlockOfData, pipefile (%s) error [%d]\n", path, errno);
-        if (c.CgiState == kTokenFile) CloseChannel(ch);
         return -1;
     }
     int count = (int)fread(out, 1, size, file);
@@ -82,65 +81,57 @@ int ReadPipeFile(HWND window, int ch, char* out, size_t size) {
 }
 
 // A delayed CGI program is tried again.
-void Delayed(HWND window, int ch) {
+ChannelStatus Delayed(HWND window, int ch) {
     Channel& c = Channels[ch];
-    if (CGILauch(window, ch) || c.CgiState == kCgiDelayed) return;
-    if (c.CgiState == kImmediatePage) {
-        c.State = kWaiting;
-        c.CgiState = kCgiNone;
-        SendaFile(window, ch, Channels[ch].SendPath);
-    }
+    if (CGILauch(window, ch) || c.CgiState != kImmediatePage) return ChannelStatus::Wait;
+    c.State = kWaiting;
+    c.CgiState = kCgiNone;
+    return SendaFile(window, ch, Channels[ch].SendPath);
 }
 
-// Resolves the pending CGI states. Returns true when the caller must stop.
-bool PendingCgi(HWND window, int ch) {
+// Resolves the pending CGI states: GoOn when nothing stands in the way of sending.
+ChannelStatus PendingCgi(HWND window, int ch) {
     Channel& c = Channels[ch];
-    if (c.CgiState == kCgiNone) return false;
-    if (c.CgiState == kCgiDelayed) {
-        Delayed(window, ch);
-        return true;
-    }
+    if (c.CgiState == kCgiNone) return ChannelStatus::GoOn;
+    if (c.CgiState == kCgiDelayed) return Delayed(window, ch);
     char text[kPathSize + 1];
     size_t size = c.CgiState == kTokenFile ? kPathSize : 100;
     int count = ReadPipeFile(window, ch, text, size);
-    if (count < 0) return true;
+    // A token file that cannot be read any more ends the connection; an awaited answer is
+    // polled again.
+    if (count < 0) return c.CgiState == kTokenFile ? ChannelStatus::Close : ChannelStatus::Wait;
     if (c.CgiState == kTokenFile) {
         c.State = kWaiting;
         c.CgiState = kCgiNone;
-        SendaFile(window, ch, text);
-        return true;
+        return SendaFile(window, ch, text);
     }
     if (count == 0) {
         Print(window, "Waiting cgi response on channel%d\n", ch);
-        return true;
+        return ChannelStatus::Wait;
     }
     char word[kPathSize + 1];
     int16_t position = 0;
     NextWord(text, position, (int16_t)count, word, sizeof word);
     if (strcmp(word, "NULL") == 0) {
         Print(window, "cgi-dos, no file to send\n");
-        return false;
+        return ChannelStatus::GoOn;
     }
     c.CgiState = kCgiNone;
     c.State = kWaiting;
-    SendaFile(window, ch, word);
-    return true;
+    return SendaFile(window, ch, word);
 }
 
-// Sends what the buffer holds, refilling it from the file. Returns false when the caller must
-// stop (would block, or the channel was closed).
-bool SendLoop(HWND window, int ch, int& sent) {
+// Sends what the buffer holds, refilling it from the file: GoOn once all of it went out.
+ChannelStatus SendLoop(HWND window, int ch) {
     Channel& c = Channels[ch];
     while (c.TxCount != 0) {
         int n = send(c.Socket, c.TxBuffer + c.TxStart, c.TxCount, 0);
         if (n < 0 || n > c.TxCount) {
-            if (WSAGetLastError() == WSAEWOULDBLOCK) return false;
+            if (WSAGetLastError() == WSAEWOULDBLOCK) return ChannelStatus::Wait;
             Print(window, "SendBlocOfData, socket error %d !!!\n", n);
-            CloseChannel(ch);
-            return false;
+            return ChannelStatus::Close;
         }
-        if (n == 0) return false;
-        sent += n;
+        if (n == 0) return ChannelStatus::Wait;
         c.TxBytes += (uint32_t)n;
         c.TxCount = (uint16_t)(c.TxCount - n);
         c.TxStart = c.TxCount == 0 ? 0 : (uint16_t)(c.TxStart + n);
@@ -148,39 +139,33 @@ bool SendLoop(HWND window, int ch, int& sent) {
             size_t read = fread(c.TxBuffer, 1, kTxUsable, c.SendFile);
             if (ferror(c.SendFile)) {
                 Print(window, "\nSendBlocOfData, file read error\n");
-                CloseChannel(ch);
-                return false;
+                return ChannelStatus::Close;
             }
             c.TxCount = (uint16_t)(c.TxCount + read);
         }
     }
-    return true;
+    return ChannelStatus::GoOn;
 }
 
 }  // namespace
 
-void SendaFile(HWND window, int ch, const char* path) {
+ChannelStatus SendaFile(HWND window, int ch, const char* path) {
     Channel& c = Channels[ch];
     if (c.State == kFree) {
         Print(window, "\nSendaFile, Error, Socket is Free !!!\n");
-        return;
+        return ChannelStatus::Wait;
     }
     if (c.State == kSending) {
         Print(window, "\nSend A file, Error, Socket is Sending !!!\n");
-        CloseChannel(ch);
-        return;
+        return ChannelStatus::Close;
     }
     c.State = kSending;
     c.StateTime = ChannelNow();
     FILE* file = FileOpenDenyWrite(path, "rb");
     if (!file) {
-        if (errno == EACCES) {
-            Locked(window, ch, path);
-            return;
-        }
+        if (errno == EACCES) return Locked(window, ch, path);
         Print(window, "\nSendaFile,the requested file %s doesn't exist[errno= %d]\n", path, errno);
-        CloseChannel(ch);
-        return;
+        return ChannelStatus::Close;
     }
     c.SendFile = file;
     long length = FileLength(file);
@@ -190,37 +175,34 @@ void SendaFile(HWND window, int ch, const char* path) {
     size_t read = fread(c.TxBuffer + header, 1, (size_t)(kTxUsable - header), file);
     if (ferror(file)) {
         Print(window, "\nSendaFile, Error while reading file %s \n", path);
-        CloseChannel(ch);
-        return;
+        return ChannelStatus::Close;
     }
     c.TxCount = (uint16_t)(c.TxCount + read);
     Print(window, "\nSending file <%d> %s ...\n", ch, path);
-    SendBlockOfData(window, ch);
+    return SendBlockOfData(window, ch);
 }
 
-int16_t SendBlockOfData(HWND window, int ch) {
+ChannelStatus SendBlockOfData(HWND window, int ch) {
     Channel& c = Channels[ch];
-    if (c.State != kSending) return 0;
-    if (PendingCgi(window, ch)) return 0;
-    int sent = 0;
-    if (!SendLoop(window, ch, sent)) return (int16_t)sent;
+    if (c.State != kSending) return ChannelStatus::Wait;
+    ChannelStatus pending = PendingCgi(window, ch);
+    if (pending != ChannelStatus::GoOn) return pending;
+    ChannelStatus sent = SendLoop(window, ch);
+    if (sent != ChannelStatus::GoOn) return sent;
     c.TxStart = 0;
     if (c.SendFile) fclose(c.SendFile);
     c.SendFile = nullptr;
-    if ((Settings.Server.ServerMode & SendAndClose) && Settings.Server.ServerProxy == 0) {
-        CloseChannel(ch);
-    } else {
-        c.State = kWaiting;
-        c.StateTime = ChannelNow();
-    }
-    return (int16_t)sent;
+    if ((Settings.Server.ServerMode & SendAndClose) && Settings.Server.ServerProxy == 0) return ChannelStatus::Close;
+    c.State = kWaiting;
+    c.StateTime = ChannelNow();
+    return ChannelStatus::Wait;
 }
 
-int16_t SendaBuf(HWND window, int ch, const char* text, int16_t length) {
+ChannelStatus SendaBuf(HWND window, int ch, const char* text, int16_t length) {
     Channel& c = Channels[ch];
     if (c.State != kWaiting) {
         Print(window, "SendaBuf, and not waiting !!!\n");
-        return 0;
+        return ChannelStatus::Wait;
     }
     if (length > kTxUsable) {
         char name[16], path[kPathSize];
@@ -229,12 +211,11 @@ int16_t SendaBuf(HWND window, int ch, const char* text, int16_t length) {
         FILE* file = FileOpen(path, "w+b");
         if (!file) {
             Print(window, "SendaBuf, unable to open file %s\n", path);
-            return 0;
+            return ChannelStatus::Wait;
         }
         fputs(text, file);
         fclose(file);
-        SendaFile(window, ch, path);
-        return 0;
+        return SendaFile(window, ch, path);
     }
     c.State = kSending;
     c.StateTime = ChannelNow();

@@ -6,11 +6,14 @@
 
 #include <cstdint>
 
+#include "channel/channel.h"
 #include "platform/wintypes.h"
 
-void SendaFile(HWND window, int ch, const char* path);
-int16_t SendBlockOfData(HWND window, int ch);
-int16_t SendaBuf(HWND window, int ch, const char* text, int16_t length);
+// Each returns what the channel's dispatcher is to do: Close when the answer is complete (in the
+// SendAndClose mode) or sending failed; the caller, not these routines, closes the channel.
+ChannelStatus SendaFile(HWND window, int ch, const char* path);
+ChannelStatus SendBlockOfData(HWND window, int ch);
+ChannelStatus SendaBuf(HWND window, int ch, const char* text, int16_t length);
 
 // The Content-Type of a file extension: the built-in table, then the [Mime] section of
 // korvel.ini. Empty when unknown.

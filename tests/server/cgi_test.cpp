@@ -55,6 +55,18 @@ protected:
 
     void Map(const std::string& text) { dir.Write("cgi-dos.map", text); }
 
+    // The CGI steps of a request line as the dispatcher sees them: the channel is closed when
+    // they ask for it. True when the request goes on.
+    bool RequestLine(int ch, const char* call, const char* line) {
+        ChannelStatus status = CgiRequestLine(MainWindow, ch, call, line);
+        if (status == ChannelStatus::Close) CloseChannel(ch);
+        return status == ChannelStatus::GoOn;
+    }
+    // The next block of a sending channel, closed when the send asks for it.
+    void SendBlock(int ch) {
+        if (SendBlockOfData(MainWindow, ch) == ChannelStatus::Close) CloseChannel(ch);
+    }
+
     // A connected channel between requests, as a client left it.
     void Waiting(int ch) {
         Channel& c = Channels[ch];
@@ -75,7 +87,7 @@ TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
     Map("cgi-dosx y h prog\n");
     auto call = [&](int ch) {
         Waiting(ch);
-        EXPECT_TRUE(CgiRequestLine(MainWindow, ch, "cgi-dosx a", "GET /cgi-dosx?a\r\n"));
+        EXPECT_TRUE(RequestLine(ch, "cgi-dosx a", "GET /cgi-dosx?a\r\n"));
         if (Channels[ch].SendFile) fclose(Channels[ch].SendFile);
         Channels[ch].SendFile = nullptr;
         return std::string(Channels[ch].PipeName);
@@ -93,14 +105,14 @@ TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
 
 TEST_F(CgiTest, WithoutAMapTheRequestEndsAndSendAndCloseClosesTheChannel) {
     Waiting(0);
-    EXPECT_FALSE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_FALSE(RequestLine(0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n" + std::string(kNoSocket));
     EXPECT_EQ(Channels[0].State, kLeaving);
 
     Settings.Server.ServerMode &= ~SendAndClose;
     Waiting(1);
     frontEnd.printed.clear();
-    EXPECT_FALSE(CgiRequestLine(MainWindow, 1, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_FALSE(RequestLine(1, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n");
     EXPECT_EQ(Channels[1].State, kWaiting);
 }
@@ -109,7 +121,7 @@ TEST_F(CgiTest, ATokFileThatCannotBeMadeEndsTheRequest) {
     Map("cgi-dosx y h prog\n");
     CopyText(Settings.Server.HomeDir, "nowhere");
     Waiting(0);
-    EXPECT_FALSE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_FALSE(RequestLine(0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to create the pipe file nowhere/ch0_01.tok\n" +
                                     std::string(kNoSocket));
     EXPECT_EQ(Channels[0].State, kLeaving);
@@ -121,7 +133,7 @@ TEST_F(CgiTest, AUrlFileThatCannotBeMadeIsReportedAndTheCallGoesOn) {
     Map("cgi-dosx y h prog\n");
     ASSERT_EQ(mkdir(dir.File("korvel/ch0_01.url").c_str(), 0755), 0);
     Waiting(0);
-    EXPECT_TRUE(CgiRequestLine(MainWindow, 0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
+    EXPECT_TRUE(RequestLine(0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
     EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open korvel/ch0_01.url\n");
     EXPECT_EQ(Channels[0].SendFile, nullptr);
     EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
@@ -140,7 +152,7 @@ protected:
         strcpy(Channels[0].CgiCommand, "previous");
         call = "cgi-dosx " + std::string(letters, 'a');
         frontEnd.printed.clear();
-        return CgiRequestLine(MainWindow, 0, call.c_str(), "GET /cgi-dosx?a HTTP/1.0\r\n");
+        return RequestLine(0, call.c_str(), "GET /cgi-dosx?a HTTP/1.0\r\n");
     }
     // What was printed after the call line (which Print cuts at 999 characters).
     std::string Printed() const {
@@ -324,21 +336,21 @@ protected:
 };
 
 TEST_F(PendingCgiTest, AnAwaitedAnswerIsPolledUntilItsTokFileIsComplete) {
-    SendBlockOfData(MainWindow, 3);
+    SendBlock(3);
     EXPECT_EQ(frontEnd.printed, "Waiting cgi response on channel3\n");
 
     if (LeasesWork(dir.File("korvel/ch3_05.tok"))) {
         FILE* writer = fopen(dir.File("korvel/ch3_05.tok").c_str(), "ab");
         ASSERT_NE(writer, nullptr);
         frontEnd.printed.clear();
-        SendBlockOfData(MainWindow, 3);
+        SendBlock(3);
         EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile korvel/ch3_05.tok Permission Denied\n");
         fclose(writer);
     }
 
     ASSERT_EQ(remove(dir.File("korvel/ch3_05.tok").c_str()), 0);
     frontEnd.printed.clear();
-    SendBlockOfData(MainWindow, 3);
+    SendBlock(3);
     EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile (korvel/ch3_05.tok) error [2]\n");
     EXPECT_EQ(Channels[3].State, kSending) << "an awaited answer is waited for whatever the error";
     EXPECT_EQ(Channels[3].CgiState, kPipeCgi);
@@ -350,15 +362,15 @@ TEST_F(PendingCgiTest, ADelayedCallIsTriedAgainAtEverySend) {
     Channels[0].CgiState = kPipeCgi;
     Channels[3].CgiState = kCgiDelayed;
     strcpy(Channels[3].CgiCommand, "c:\\no\\such\\program");
-    SendBlockOfData(MainWindow, 3);
-    SendBlockOfData(MainWindow, 3);
+    SendBlock(3);
+    SendBlock(3);
     EXPECT_EQ(frontEnd.printed, "Delaying <3> [c:\\no\\such\\program] ...\nDelaying <3> [c:\\no\\such\\program] ...\n");
     EXPECT_EQ(Channels[3].CgiState, kCgiDelayed);
 
     // The running program answered: the call starts, fails, and its error page is sent.
     Channels[0].CgiState = kCgiNone;
     frontEnd.printed.clear();
-    SendBlockOfData(MainWindow, 3);
+    SendBlock(3);
     EXPECT_EQ(frontEnd.printed,
               "Executing <3> [c:\\no\\such\\program] ...\nCGILauch, WinExec error [2]\n"
               "\nSendaFile,the requested file korvel/cgierr.htm doesn't exist[errno= 2]\n" +
