@@ -118,6 +118,28 @@ void OpenLogFile(Channel& c, bool onDisk) {
     if (!c.RxLogFile) Print(MainWindow, "OpenClient, Unable to create file %s\n", ClientOutputFile);
 }
 
+// The end of a document read from the disk is its channel's FD_CLOSE, handled before OpenClient
+// returns. Its logout may open the next document's channel from within, and that one's end
+// would nest a level deeper each time, until a grab of a few hundred such documents ran out of
+// stack. So an end that comes while another is being handled waits in a queue, and the outer
+// call handles it as soon as the inner one has returned: the inner calls return at once after
+// OpenClient, so the events and console lines come in the same order as when they nested.
+void EndDiskDocument(int ch) {
+    static bool ending = false;
+    static int queued[kChannelCount];
+    static int count = 0;
+    if (count < kChannelCount) queued[count++] = ch;
+    if (ending) return;
+    ending = true;
+    while (count > 0) {
+        int next = queued[0];
+        for (int i = 1; i < count; ++i) queued[i - 1] = queued[i];
+        --count;
+        PostChannelEvent(next, FD_CLOSE);
+    }
+    ending = false;
+}
+
 }  // namespace
 
 bool CloseSocket(SOCKET* s) {
@@ -177,7 +199,7 @@ int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
     // A grab of the local disk goes straight to the processing of its file.
     if (openedFor == 2 && onDisk) {
         c.State = kLeaving;
-        PostChannelEvent(ch, FD_CLOSE);
+        EndDiskDocument(ch);
     }
     return ch;
 }

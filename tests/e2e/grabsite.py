@@ -99,11 +99,12 @@ class Grab:
 
     WORK_FILES = {"http.tmp", "img.tmp", "tmp.txt", "tmp2.txt", "tmp3.txt"}
 
-    def __init__(self, test, words, url_settings=None, standard=1, timeout=120.0, wait=True, home=None, workdir=None):
+    def __init__(self, test, words, url_settings=None, standard=1, timeout=120.0, wait=True, home=None, workdir=None,
+                 prefix=()):
         self.home = home or temp_dir(test, "kg-")
         settings = {"Url": dict({"HomeDir": self.home, "LeavingTimeout": 0, "Retry": 0}, **(url_settings or {})),
                     "Standard": {"Url": standard, "Server": standard}}
-        self.korvel = Korvel(words, settings=settings, workdir=workdir, tags=True)
+        self.korvel = Korvel(words, settings=settings, workdir=workdir, tags=True, prefix=prefix)
         test.addCleanup(self.korvel.close)
         self.code = self.korvel.wait_exit(timeout) if wait else None
         self.out = self.korvel.out

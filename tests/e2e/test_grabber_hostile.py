@@ -9,7 +9,7 @@ import time
 import unittest
 
 from grabsite import PythonServer, run_grab
-from korvel import temp_dir
+from korvel import temp_dir, write_files
 
 NOISE = bytes((i * 131 + 7) % 256 for i in range(20000))
 
@@ -124,6 +124,15 @@ class Hostile(unittest.TestCase):
                 self.assertRegex(saved, rb'<a href="\d\dbin\.htm"> <a href="\d\dnoise\.htm">')
                 self.assertFalse(any(b"root:" in g.file(n) for n in os.listdir(self.home)),
                                  "a link to this PC's disk never copies a local file")
+
+    def test_documents_on_this_pcs_disk_do_not_deepen_the_stack(self):
+        # Each document read from the disk ends within the opening of its channel; 400 images,
+        # each tried 100 times, once nested that deep enough to overrun an 8 MB stack.
+        site = temp_dir(self, "kg-disk-")
+        write_files(site, {"p.htm": "".join('<img src="http://2mypc%s/i%d.gif">' % (site, i) for i in range(400))})
+        g = self.grab(["-o", "0", "-retry", "100", "-u", "http://2mypc%s/p.htm" % site],
+                      url_settings={"MaxIMG": 1000}, prefix=["prlimit", "--stack=8388608", "--"])
+        self.assertEqual(g.out.count(b"URL Retry n\xb0100...\n"), 400)
 
     def test_an_endless_header_line_is_cut_by_the_time_limit(self):
         server = EndlessHeader()
