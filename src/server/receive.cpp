@@ -202,9 +202,14 @@ ChannelStatus ProcessRead(HWND window, int ch) {
     // A purging channel ends once everything it received has been read.
     ULONG avail = Waiting(c.Socket);
     if (avail == 0) return c.State == kPurging ? ChannelStatus::Close : ChannelStatus::Wait;
+    // Only what the socket holds as the event comes is read: a peer that never stops sending
+    // cannot keep the loop here (and the tick, with its time limits, from running). The rest
+    // comes with the next read event.
+    ULONG budget = avail;
     char block[kBlockSize];
-    while (avail > 0) {
+    while (avail > 0 && budget > 0) {
         if (c.State == kSending || c.Socket == INVALID_SOCKET) break;
+        avail = std::min(avail, budget);
         if (c.Link != kNoLink) {
             const Channel& p = Channels[c.Link];
             int room = kTxUsable - p.TxStart - p.TxCount;
@@ -238,6 +243,7 @@ ChannelStatus ProcessRead(HWND window, int ch) {
         } else if (CutLines(window, ch, block, n, mode) == ChannelStatus::Close) {
             return ChannelStatus::Close;
         }
+        budget -= (ULONG)n;
         avail = c.Socket != INVALID_SOCKET ? Waiting(c.Socket) : 0;
     }
     return c.State == kPurging && avail == 0 ? ChannelStatus::Close : ChannelStatus::Wait;

@@ -2,6 +2,7 @@
 
 import socket
 import struct
+import threading
 import unittest
 
 from korvel import read_until_closed
@@ -43,6 +44,34 @@ class Hostile(ServerTest):
         k.wait_for("ProcessRead, Cmd size greater than 512\n", after=0)
         self.assert_all_slots_serve(k, port, 4)
         self.assertEqual(k.stop(), 0)
+
+    def test_a_client_that_never_stops_sending_holds_no_one_up(self):
+        # The streamer's socket is readable all the time: the server still serves the others,
+        # and the tick's time limits still end the streamer.
+        # The HTTP model without ShowReceivedData, so the console does not echo the stream.
+        k, port = self.serve(server={"Mode": "1C9", "LeavingTimeout": 0, "WaitingTimeout": 2, "connectionTimeout": 3})
+        streamer = socket.create_connection(("127.0.0.1", port), timeout=10)
+        self.addCleanup(streamer.close)
+        stop = threading.Event()
+
+        def stream():
+            try:
+                while not stop.is_set():
+                    streamer.sendall(b"x\r\n" * 1000)
+            except OSError:
+                pass
+
+        sender = threading.Thread(target=stream, daemon=True)
+        sender.start()
+        self.addCleanup(stop.set)
+        k.wait_for("Remote Client <0> Login")
+        with socket.create_connection(("127.0.0.1", port), timeout=10) as s:
+            s.sendall(b"GET /docs/ HTTP/1.0\r\n\r\n")
+            self.assertEqual(read_until_closed(s, 10), DOCS)
+        self.assertTrue(sender.is_alive(), "served while the streamer was still sending")
+        sender.join(20)
+        self.assertFalse(sender.is_alive(), "the connection limit ended the streamer")
+        self.assert_all_slots_serve(k, port, 2)
 
 
 if __name__ == "__main__":
