@@ -119,6 +119,30 @@ bool PrepareGrab(int16_t kind, UrlRecord& start, bool& fromDisk) {
     return true;
 }
 
+// Writes a text that came from the network (a host, a path, a content type) into the report
+// page as text: the characters that would open markup there are written as entities, so that
+// a server cannot put its own tags into the page. Ordinary values hold none of them and are
+// written byte for byte.
+void WriteText(FILE* report, const char* text) {
+    for (; *text; ++text) {
+        switch (*text) {
+            case '<': fputs("&lt;", report); break;
+            case '>': fputs("&gt;", report); break;
+            case '&': fputs("&amp;", report); break;
+            case '"': fputs("&quot;", report); break;
+            default: fputc(*text, report);
+        }
+    }
+}
+
+void WriteDocumentUrl(FILE* report, const FetchRecord& f, const char* port) {
+    fputs("http://", report);
+    WriteText(report, f.host);
+    fputs(port, report);
+    WriteText(report, f.base);
+    WriteText(report, f.file);
+}
+
 void WriteReportRecord(FILE* report, const Channel& c) {
     const FetchRecord& f = Grab.Fetch;
     char port[16] = "";
@@ -126,10 +150,11 @@ void WriteReportRecord(FILE* report, const Channel& c) {
         snprintf(port, sizeof port, ":%u", (unsigned)(int32_t)f.connectPort);
     char stamp[kTimeStampSize];
     TimeStamp((time_t)c.StateTime, stamp);
-    fprintf(report,
-            "\r\n<br>%s\r\n<br><a href=%chttp://%s%s%s%s%c>Document http://%s%s%s%s</a> <a href= \"%s\">save as "
-            "%s</a> (length %lu bytes)",
-            stamp, '"', f.host, port, f.base, f.file, '"', f.host, port, f.base, f.file, BaseName(ClientOutputFile),
+    fprintf(report, "\r\n<br>%s\r\n<br><a href=\"", stamp);
+    WriteDocumentUrl(report, f, port);
+    fputs("\">Document ", report);
+    WriteDocumentUrl(report, f, port);
+    fprintf(report, "</a> <a href= \"%s\">save as %s</a> (length %lu bytes)", BaseName(ClientOutputFile),
             ClientOutputFile, (unsigned long)(c.RxBytes - (uint32_t)(int32_t)f.HeaderBytes));
 }
 
@@ -141,7 +166,10 @@ void HeaderVerdict(HWND window, const Channel& c, FILE* report) {
           (long)(int32_t)f.ContentLength);
     if (report) {
         fprintf(report, " Status %u", (unsigned)(int32_t)f.Status);
-        if (f.ContentType[0] != '\0') fprintf(report, " Content %s", f.ContentType);
+        if (f.ContentType[0] != '\0') {
+            fputs(" Content ", report);
+            WriteText(report, f.ContentType);
+        }
     }
     if (f.ContentLength == kUnknownLength) {
         Print(window, "NO FILELENGTH INFO\n");

@@ -102,10 +102,13 @@ protected:
         return TakePrinted();
     }
     std::string Report() { return ReadFile(HomeFile("kvdir.htm")); }
-    std::string ReportRecord(const char* tail, uint32_t length) {
+    static std::string Stamp() {
         char stamp[kTimeStampSize];
         TimeStamp(1000000, stamp);
-        return std::string("\r\n<br>") + stamp + "\r\n<br><a href=\"http://srv:8080/d/x.htm\">Document http://srv:8080/d/x.htm</a> <a href= \"01x.htm\">save as " +
+        return stamp;
+    }
+    std::string ReportRecord(const char* tail, uint32_t length) {
+        return std::string("\r\n<br>") + Stamp() + "\r\n<br><a href=\"http://srv:8080/d/x.htm\">Document http://srv:8080/d/x.htm</a> <a href= \"01x.htm\">save as " +
                ClientOutputFile + "</a> (length " + std::to_string(length) + " bytes)" + tail;
     }
 };
@@ -116,6 +119,16 @@ TEST_F(Completion, AWholeBodyIsJudgedCompleteAndTheContentTypeIsReported) {
               "1100 bytes received, 120 bytes sent\n"
               "Status 200 [OK->200], Header Length 100 bytes, Data Length 1000\nFILE IS COMPLETE\n");
     EXPECT_EQ(Report(), ReportRecord(" Status 200 Content text/html File_OK", 1000));
+}
+
+TEST_F(Completion, WhatTheServerSentIsWrittenAsTextIntoTheReport) {
+    strcpy(Grab.Fetch.ContentType, "text/html<script>alert(\"&\")</script>");
+    CopyText(Grab.Fetch.file, "x.htm<b>");
+    Complete(1100, 1000);
+    EXPECT_EQ(Report(), std::string("\r\n<br>") + Stamp() +
+                            "\r\n<br><a href=\"http://srv:8080/d/x.htm&lt;b&gt;\">Document http://srv:8080/d/x.htm&lt;b&gt;</a> "
+                            "<a href= \"01x.htm\">save as " + ClientOutputFile + "</a> (length 1000 bytes) Status 200 "
+                            "Content text/html&lt;script&gt;alert(&quot;&amp;&quot;)&lt;/script&gt; File_OK");
 }
 
 TEST_F(Completion, HttpZeroNineHasNoVerdict) {
