@@ -1,0 +1,241 @@
+#!/usr/bin/env python3
+"""Soaks korvel's HTTP server on loopback and watches it for leaks. Not a test: it prints what
+it measured and asserts nothing, but it says plainly when something looks wrong.
+
+    python3 bench/soak.py [--binary build/korvel] [--requests 1000000] [--clients 24]
+
+For a 1 KiB and a 100 KiB file, once with every connection closed after its answer (the HTTP
+model's SendAndClose) and once with kept connections (the same model without it), wrk sends
+--requests requests from --clients connections. Meanwhile and afterwards the server's open
+descriptors and resident memory are sampled. Then hostile load: 25 slow clients holding every
+slot (how long a new client waits), garbage, resets in the middle of requests and answers, and
+100 KB request lines; after it the server must still answer correctly. Needs wrk (Debian's
+package of that name; installed when run as root).
+"""
+import argparse
+import os
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+SLOTS = 25
+ONE_KIB = b"k" * 1024
+HUNDRED_KIB = bytes(range(256)) * 400
+EXPECTED_1K = (b"HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 1024\r\n\r\n" + ONE_KIB)
+
+# wrk counts answers per connection thread and stops each thread at its share of the total.
+WRK_SCRIPT = """
+local quota = tonumber(os.getenv("SOAK_PER_THREAD"))
+local answered = 0
+function response(status, headers, body)
+  answered = answered + 1
+  if answered >= quota then wrk.thread:stop() end
+end
+function done(summary, latency, requests)
+  io.write(string.format("requests=%d errors=%d timeouts=%d non200=%d p99ms=%.1f\\n", summary.requests,
+    summary.errors.connect + summary.errors.read + summary.errors.write + summary.errors.status,
+    summary.errors.timeout, summary.errors.status, latency:percentile(99) / 1000))
+end
+"""
+
+
+def free_port():
+    with socket.socket() as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+def ensure_wrk():
+    if shutil.which("wrk"):
+        return True
+    if os.geteuid() == 0:
+        subprocess.run(["apt-get", "install", "-y", "-qq", "wrk"], stdout=subprocess.DEVNULL,
+                       env=dict(os.environ, DEBIAN_FRONTEND="noninteractive"))
+    return shutil.which("wrk") is not None
+
+
+class Server:
+    def __init__(self, binary, mode):
+        self.dir = tempfile.mkdtemp(prefix="korvel-soak-")
+        site = os.path.join(self.dir, "site")
+        os.makedirs(site)
+        for name, data in (("1k.bin", ONE_KIB), ("100k.bin", HUNDRED_KIB), ("stder.htm", b"missing\n")):
+            with open(os.path.join(site, name), "wb") as f:
+                f.write(data)
+        self.port = free_port()
+        with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
+            f.write("[Server]\nServerPort=%d\nHomeDir=site\nMode=%s\nHowManyClients=%d\nLeavingTimeout=0\n"
+                    "WaitingTimeout=5\nconnectionTimeout=60\n[Standard]\nServer=1\n" % (self.port, mode, SLOTS))
+        self.process = subprocess.Popen([binary, "--headless", "-server"], cwd=self.dir, stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline:
+            try:
+                socket.create_connection(("127.0.0.1", self.port), timeout=1).close()
+                break
+            except OSError:
+                time.sleep(0.05)
+
+    def descriptors(self):
+        return len(os.listdir("/proc/%d/fd" % self.process.pid))
+
+    def rss_kib(self):
+        with open("/proc/%d/status" % self.process.pid) as f:
+            for line in f:
+                if line.startswith("VmRSS:"):
+                    return int(line.split()[1])
+        return -1
+
+    def sample(self):
+        return self.descriptors(), self.rss_kib()
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(10)
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+
+def get(port, path, timeout=10):
+    with socket.create_connection(("127.0.0.1", port), timeout=timeout) as s:
+        s.sendall(b"GET /" + path + b" HTTP/1.0\r\n\r\n")
+        data = bytearray()
+        deadline = time.monotonic() + timeout
+        while time.monotonic() < deadline:
+            chunk = s.recv(65536)
+            if not chunk:
+                break
+            data.extend(chunk)
+        return bytes(data)
+
+
+def wrk_run(port, path, requests, clients, keep):
+    threads = min(clients, 2)
+    with tempfile.NamedTemporaryFile("w", suffix=".lua", delete=False) as script:
+        script.write(WRK_SCRIPT)
+    args = ["wrk", "-t%d" % threads, "-c%d" % clients, "-d3600s", "--timeout", "5s", "-s", script.name]
+    if not keep:
+        args += ["-H", "Connection: close"]
+    env = dict(os.environ, SOAK_PER_THREAD=str(requests // threads))
+    start = time.monotonic()
+    out = subprocess.run(args + ["http://127.0.0.1:%d/%s" % (port, path)], capture_output=True, text=True,
+                         env=env, timeout=3600).stdout
+    os.unlink(script.name)
+    seconds = time.monotonic() - start
+    line = [l for l in out.splitlines() if l.startswith("requests=")]
+    if not line:
+        print(out)
+    fields = dict(kv.split("=") for kv in line[-1].split()) if line else {}
+    return seconds, fields
+
+
+def soak(binary, requests, clients):
+    print("%-28s %9s %7s %7s %7s %8s %10s %12s" % ("load", "requests", "errors", "non200", "p99 ms",
+                                                 "req/s", "fds b/d/a", "RSS KiB b/d/a"))
+    worries = []
+    for keep, mode in ((False, "1CB"), (True, "1CA")):
+        for path in ("1k.bin", "100k.bin"):
+            server = Server(binary, mode)
+            before = server.sample()
+            during = []
+            stop = threading.Event()
+
+            def watch():
+                while not stop.wait(1.0):
+                    during.append(server.sample())
+
+            watcher = threading.Thread(target=watch, daemon=True)
+            watcher.start()
+            seconds, fields = wrk_run(server.port, path, requests, clients, keep)
+            stop.set()
+            watcher.join()
+            time.sleep(1.0)
+            after = server.sample()
+            peak_fds = max([d for d, _ in during] or [before[0]])
+            peak_rss = max([r for _, r in during] or [before[1]])
+            name = "%s, %s" % (path, "kept connections" if keep else "Connection: close")
+            done = int(fields.get("requests", 0))
+            print("%-28s %9d %7s %7s %7s %8.0f %10s %12s" % (
+                name, done, fields.get("errors", "?"), fields.get("non200", "?"), fields.get("p99ms", "?"),
+                done / seconds if seconds else 0, "%d/%d/%d" % (before[0], peak_fds, after[0]),
+                "%d/%d/%d" % (before[1], peak_rss, after[1])))
+            if after[0] > before[0]:
+                worries.append("%s: descriptors grew from %d to %d" % (name, before[0], after[0]))
+            if after[1] > before[1] + 1024:
+                worries.append("%s: resident memory grew from %d to %d KiB" % (name, before[1], after[1]))
+            server.stop()
+    return worries
+
+
+def hostile(binary):
+    server = Server(binary, "1CB")
+    port = server.port
+    before = server.sample()
+    worries = []
+    # 25 slow clients take every slot and send one byte a second.
+    slow = [socket.create_connection(("127.0.0.1", port), timeout=5) for _ in range(SLOTS)]
+    for s in slow:
+        s.sendall(b"G")
+    time.sleep(1.0)  # until the server has taken them all
+    start = time.monotonic()
+    served_after = None
+    deadline = start + 30
+    while time.monotonic() < deadline:
+        answer = get(port, b"1k.bin", timeout=5)
+        if answer == EXPECTED_1K:
+            served_after = time.monotonic() - start
+            break
+        time.sleep(0.2)
+    for s in slow:
+        s.close()
+    print("25 slow clients: a new client was served after %s" %
+          ("%.1f s (the waiting limit, 5 s, freed a slot)" % served_after if served_after else "more than 30 s"))
+    if served_after is None:
+        worries.append("no slot came free while 25 slow clients held them")
+    # Garbage, resets mid-request and mid-answer, 100 KB request lines.
+    for round_ in range(200):
+        with socket.create_connection(("127.0.0.1", port), timeout=5) as s:
+            kind = round_ % 4
+            try:
+                if kind == 0:
+                    s.sendall(os.urandom(4096))
+                elif kind == 1:
+                    s.sendall(b"GET /100k.bin HTTP/1.0\r\nHost: x")
+                elif kind == 2:
+                    s.sendall(b"GET /100k.bin HTTP/1.0\r\n\r\n")
+                    s.recv(1000)
+                else:
+                    s.sendall(b"GET /" + b"A" * 100000 + b" HTTP/1.0\r\n\r\n")
+                s.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\x01\x00\x00\x00\x00\x00\x00\x00")
+            except OSError:
+                pass
+    time.sleep(6)
+    after = server.sample()
+    correct = all(get(port, b"1k.bin") == EXPECTED_1K for _ in range(50))
+    print("hostile rounds: 200; descriptors %d -> %d, RSS %d -> %d KiB; answers correct afterwards: %s" % (
+        before[0], after[0], before[1], after[1], "yes" if correct else "NO"))
+    if not correct:
+        worries.append("wrong answers after the hostile load")
+    if after[0] > before[0]:
+        worries.append("hostile load left %d descriptors open" % (after[0] - before[0]))
+    server.stop()
+    return worries
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--binary", default=os.path.join(os.path.dirname(__file__), "..", "build", "korvel"))
+    parser.add_argument("--requests", type=int, default=1000000)
+    parser.add_argument("--clients", type=int, default=24)
+    args = parser.parse_args()
+    if not ensure_wrk():
+        sys.exit("wrk is needed: apt-get install wrk")
+    worries = soak(os.path.abspath(args.binary), args.requests, args.clients) + hostile(os.path.abspath(args.binary))
+    print("\n".join(["", "nothing grew or failed"] if not worries else ["", "WORRIES:"] + worries))
+
+
+if __name__ == "__main__":
+    main()
