@@ -94,6 +94,14 @@ void HeadlessFrontEnd::ShowHelp(const char*) {
     WriteAll(STDERR_FILENO, kHelp, sizeof kHelp - 1);
 }
 
+// The main window is closed from the message loop, once the command line is done, so the
+// shutdown is the one that SIGTERM gives.
+void HeadlessFrontEnd::CommandLineActionFailed() {
+    if (!endWhenActionFails_) return;
+    endedByFailedAction_ = true;
+    if (IsWindow(MainWindow)) PostMessageA(MainWindow, WM_CLOSE, 0, 0);
+}
+
 void HeadlessFrontEnd::WindowShown(HWND window, bool visible) {
     if (visible && !platform::IsModalDialog(window) && platform::DialogTemplateOf(window)) lastShownModeless_ = window;
 }

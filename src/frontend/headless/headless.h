@@ -3,7 +3,9 @@
 // Every byte that the console printer formats goes to standard output unchanged, buffered and
 // flushed whenever the message loop is about to wait; a message box is one line
 // "CAPTION: TEXT" on standard error; SIGINT and SIGTERM destroy the main window, so the
-// normal shutdown runs. The main window is 120 x 25 cells.
+// normal shutdown runs. The main window is 120 x 25 cells. Without a script, a command-line
+// action that cannot start (a server that cannot listen, say) ends the run the same way, and
+// the program's exit status then says so.
 #pragma once
 
 #include <string>
@@ -22,6 +24,7 @@ public:
     void Printed(const char* text, size_t length) override;
     int MessageBox(HWND owner, const char* text, const char* caption, UINT type) override;
     void ShowHelp(const char* file) override;
+    void CommandLineActionFailed() override;
     void WindowShown(HWND window, bool visible) override;
 
     // EventSource: the signal pipe.
@@ -30,6 +33,11 @@ public:
     void BeforeBlock() override;
 
     void Flush();
+
+    // Whether a failed command-line action ends the run (true unless a script drives it).
+    void EndWhenTheActionFails(bool end) { endWhenActionFails_ = end; }
+    // True when a failed command-line action ended the run.
+    bool EndedByAFailedAction() const { return endedByFailedAction_; }
 
     // The recent console output, kept only while a script may wait for it.
     void KeepPrintedText() { keepPrinted_ = true; }
@@ -42,6 +50,8 @@ private:
     std::string printed_;
     bool keepPrinted_ = false;
     HWND lastShownModeless_ = nullptr;
+    bool endWhenActionFails_ = true;
+    bool endedByFailedAction_ = false;
     int signalPipe_[2] = {-1, -1};
 };
 
