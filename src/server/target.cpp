@@ -4,6 +4,11 @@
 // "cgi-dos". An escape is '%' and the next two characters that are not handled on their own
 // ('/', a first '?', '&', '+', '=', '%'): those keep their meaning even inside an escape, and
 // a further '%' starts it again. The path itself keeps every character undecoded.
+//
+// Safety fix: the form text ends up in the Mailbox page that every later visitor opens, so
+// the characters that HTML gives a meaning to ('<', '>', '&', '"') are written there as
+// entities whenever they come from the request, raw or escaped. The "<br>" separators that
+// the decoding writes itself stay markup, and text without those characters is unchanged.
 
 #include "server/target.h"
 
@@ -14,9 +19,22 @@
 
 namespace {
 
-void Emit(DecodedTarget& d, const std::string& text, bool toCall) {
-    d.form += text;
-    if (toCall && d.cgi) d.call += text;
+// A character of the request into the form text.
+void FormCharacter(DecodedTarget& d, char ch) {
+    switch (ch) {
+        case '<': d.form += "&lt;"; break;
+        case '>': d.form += "&gt;"; break;
+        case '&': d.form += "&amp;"; break;
+        case '"': d.form += "&quot;"; break;
+        default: d.form += ch;
+    }
+}
+
+// Characters of the request into the form text and, once the request is a CGI call, the
+// call text.
+void Emit(DecodedTarget& d, const std::string& text) {
+    for (char ch : text) FormCharacter(d, ch);
+    if (d.cgi) d.call += text;
 }
 
 void DecodeEscape(DecodedTarget& d, const std::string& pair) {
@@ -28,9 +46,9 @@ void DecodeEscape(DecodedTarget& d, const std::string& pair) {
     if (pair[0] == '0' && (pair[1] == 'D' || pair[1] == 'd')) return;
     unsigned short value;
     if (sscanf(pair.c_str(), "%hx", &value) == 1 && value >= 0x20 && value <= 0x7F)
-        Emit(d, std::string(1, (char)value), true);
+        Emit(d, std::string(1, (char)value));
     else
-        Emit(d, "%" + pair, true);
+        Emit(d, "%" + pair);
 }
 
 void FirstQuery(DecodedTarget& d) {
@@ -83,7 +101,7 @@ DecodedTarget DecodeTarget(const std::string& target) {
                 }
                 [[fallthrough]];
             default:
-                d.form += ch;
+                FormCharacter(d, ch);
                 d.call += ch;
         }
     }
@@ -99,3 +117,4 @@ bool LeavesHome(const std::string& target) {
         start = end + 1;
     }
 }
+

@@ -35,6 +35,14 @@ const Case kCases[] = {
     {"/p?%zz", "/p?%zz", "\\p<br>%zz", "p", true, false},
     {"/cgi-dos?a=/b", "/cgi-dos?a=/b", "\\cgi-dos<br>a= \\b", "b", true, true},
     {"", "", "", "", false, false},
+    // What HTML reads as markup is written as entities in the form text, whether it came raw or
+    // escaped; the call text keeps it as it is.
+    {"/p?t=%3Cscript%3Ealert(1)%3C%2Fscript%3E", "/p?t=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
+     "\\p<br>t= &lt;script&gt;alert(1)&lt;/script&gt;", "ptscriptalert(1)script", true, false},
+    {"/<b>?q=\"x\"%26%22%3e", "/<b>?q=\"x\"%26%22%3e", "\\&lt;b&gt;<br>q= &quot;x&quot;&amp;&quot;&gt;", "<b>q\"x\"",
+     true, false},
+    {"/p?a=%<x", "/p?a=%<x", "\\p<br>a= %&lt;x", "pa", true, false},
+    {"/cgi-dos?x=%3C&y=<", "/cgi-dos?x=%3C&y=<", "\\cgi-dos<br>x= &lt;<br>y= &lt;", "cgi-dos x < y <", true, true},
 };
 
 TEST(DecodeTarget, MatchesTheTableOfTargets) {
