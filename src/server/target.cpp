@@ -12,6 +12,7 @@
 
 #include "server/target.h"
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 
@@ -118,3 +119,34 @@ bool LeavesHome(const std::string& target) {
     }
 }
 
+namespace {
+
+size_t DigitsAt(const std::string& text, size_t at) {
+    size_t end = at;
+    while (end < text.size() && isdigit((unsigned char)text[end])) ++end;
+    return end - at;
+}
+
+// "chN_NN", "chN_NN.url", "chN_NN.tok", "chN.tok" or "extN.txt", in any case.
+bool IsGatewayName(std::string name) {
+    for (char& c : name) c = (char)tolower((unsigned char)c);
+    if (name.compare(0, 3, "ext") == 0) {
+        size_t digits = DigitsAt(name, 3);
+        return digits > 0 && name.compare(3 + digits, std::string::npos, ".txt") == 0;
+    }
+    size_t digits = DigitsAt(name, 2);
+    if (name.compare(0, 2, "ch") != 0 || digits == 0) return false;
+    std::string rest = name.substr(2 + digits);
+    if (rest == ".tok") return true;
+    if (rest.size() < 3 || rest[0] != '_' || DigitsAt(rest, 1) != 2) return false;
+    rest.erase(0, 3);
+    return rest.empty() || rest == ".url" || rest == ".tok";
+}
+
+}  // namespace
+
+bool NamesGatewayFile(const std::string& target) {
+    std::string path = target.substr(0, target.find('?'));
+    size_t slash = path.find_last_of("/\\");
+    return IsGatewayName(slash == std::string::npos ? path : path.substr(slash + 1));
+}

@@ -69,4 +69,15 @@ TEST(LeavesHome, OnlyADotDotComponentCountsWhicheverSlashSeparatesIt) {
     EXPECT_FALSE(LeavesHome("/a/./b"));
 }
 
+TEST(NamesGatewayFile, TheGatewaysWorkingFilesInAnyDirectoryAndCase) {
+    for (const char* target : {"/ch0_01", "/ch0_01.url", "/ch24_99.tok", "/ch3.tok", "/ext0.txt", "/ext12.txt",
+                               "ch1_00.url", "/sub/ch0_01.url", "\\ch0_01.url", "/./ch0_01.url", "/CH0_01.URL",
+                               "/Ext1.TXT", "/ch0_01.url?x=1"})
+        EXPECT_TRUE(NamesGatewayFile(target)) << target;
+    for (const char* target : {"/", "/ch", "/ch0", "/ch0_1", "/ch0_001", "/ch_01", "/ch0_01.htm", "/ch0_01.url.bak",
+                               "/ch0.url", "/chx_01", "/ext.txt", "/ext1.htm", "/text1.txt", "/ch0_01/x", "/mailbox.tmp",
+                               "/a?b=/ch0_01.url"})
+        EXPECT_FALSE(NamesGatewayFile(target)) << target;
+}
+
 }  // namespace
