@@ -149,11 +149,11 @@ class CommandLine(PingTest):
         self.assertNotIn(b"PING, Unable", k.out)
 
     @unittest.skipUnless(os.geteuid() == 0 and have("setpriv"), "needs root and setpriv to drop the privilege")
-    def test_without_the_privilege_the_box_and_the_console_say_so(self):
+    def test_without_the_privilege_the_box_and_the_console_say_so_and_the_run_ends_with_1(self):
         k = start(self, ["-ping", "127.0.0.1"], prefix=["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"])
-        k.wait_for("ICMP Box, Unable to open an ICMP socket...\n")
-        k.wait_err("Korvel: OpenICMP, Socket error 10013 !!!\n")
-        self.assertEqual(k.stop(), 0)
+        self.assertEqual(k.wait_exit(10), 1)
+        self.assertTrue(k.out.endswith(b"ICMP Box, Unable to open an ICMP socket...\n\nServer is closed\n"), k.out)
+        self.assertEqual(k.err, b"Korvel: OpenICMP, Socket error 10013 !!!\n")
 
 
 class Targets(PingTest):
