@@ -5,7 +5,9 @@
 // "CAPTION: TEXT" on standard error; SIGINT and SIGTERM destroy the main window, so the
 // normal shutdown runs. The main window is 120 x 25 cells. Without a script, a command-line
 // action that cannot start (a server that cannot listen, say) ends the run the same way, and
-// the program's exit status then says so.
+// the program's exit status then says so. The PING window's send, reply and statistics lines
+// go to standard error too, one line each time one of them changes, even while the window is
+// hidden (as it is for -ping).
 #pragma once
 
 #include <string>
@@ -42,6 +44,8 @@ public:
     // The recent console output, kept only while a script may wait for it.
     void KeepPrintedText() { keepPrinted_ = true; }
     const std::string& PrintedText() const { return printed_; }
+    // A line of the PING window changed (field 124, 125 or 126).
+    void PingLine(int field, const char* text);
     // The modeless dialog shown last, for scripts.
     HWND LastShownModeless() const { return lastShownModeless_; }
 
@@ -51,6 +55,7 @@ private:
     bool keepPrinted_ = false;
     HWND lastShownModeless_ = nullptr;
     bool endWhenActionFails_ = true;
+    std::string pingLines_[3];
     bool endedByFailedAction_ = false;
     int signalPipe_[2] = {-1, -1};
 };
