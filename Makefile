@@ -1,5 +1,5 @@
 # The two set-up commands of the README:
-#   make run    build korvel and start it on the example site (port 8080)
+#   make run    build the program only (not the tests) and start it on the example site (port 8080)
 #   make test   build everything and run every test, with a sanitizer build of the unit tests
 # Both install missing Debian packages first when run as root.
 
@@ -10,7 +10,7 @@ CMAKE_ARGS ?=
 
 PACKAGES = g++ cmake make libgtest-dev libncurses-dev python3 curl wget tmux iproute2 procps
 
-.PHONY: all deps build build-asan run test test-unit test-asan install clean
+.PHONY: all deps build program build-asan run test test-unit test-asan install clean
 
 all: build
 
@@ -33,13 +33,17 @@ $(BUILD)/CMakeCache.txt:
 build: deps $(BUILD)/CMakeCache.txt
 	cmake --build $(BUILD) -j $(JOBS)
 
+# The program alone: most of a full build's time goes into the unit tests.
+program: deps $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target korvel
+
 $(ASAN_BUILD)/CMakeCache.txt:
 	cmake -S . -B $(ASAN_BUILD) -DKORVEL_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug $(CMAKE_ARGS)
 
 build-asan: deps $(ASAN_BUILD)/CMakeCache.txt
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 
-run: build
+run: program
 	@echo "korvel serves examples/site: open http://127.0.0.1:8080/ in a browser (Ctrl+C stops it)"
 	@cd examples && exec ../$(BUILD)/korvel -server
 

@@ -58,6 +58,12 @@ const char kUsage[] =
     "  -ping HOST           ping HOST repeatedly\n"
     "  -s                   show the window normally when an action is given\n";
 
+// Exit statuses beyond 0 (a normal end): 1 the network could not start, or the command line's
+// action could not (headless, without a script); 2 a usage error; 3 and 4 a script's waitfor
+// or expect failed.
+constexpr int kActionFailedStatus = 1;
+constexpr int kUsageStatus = 2;
+
 struct Options {
     bool headless = false;
     const char* script = nullptr;
@@ -84,7 +90,7 @@ int ParseOptions(int argc, char** argv, Options& options) {
             return 0;
         } else {
             fprintf(stderr, "korvel: unknown option %s (try --help)\n", argv[i]);
-            return 2;
+            return kUsageStatus;
         }
     }
     for (; i < argc; ++i) {
@@ -118,9 +124,10 @@ int RunHeadless(Options& options) {
     std::vector<std::string> lines;
     if (options.script && !headless::ScriptRunner::Load(options.script, lines)) {
         fprintf(stderr, "korvel: cannot read script %s\n", options.script);
-        return 2;
+        return kUsageStatus;
     }
     std::unique_ptr<headless::ScriptRunner> script;
+    frontEnd.EndWhenTheActionFails(options.script == nullptr);
     if (options.script) {
         script = std::make_unique<headless::ScriptRunner>(frontEnd, lines);
         platform::AddEventSource(script.get());
@@ -131,6 +138,7 @@ int RunHeadless(Options& options) {
     if (script) platform::RemoveEventSource(script.get());
     platform::RemoveEventSource(&frontEnd);
     platform::SetFrontEnd(nullptr);
+    if (code == 0 && frontEnd.EndedByAFailedAction()) code = kActionFailedStatus;
     return code;
 }
 

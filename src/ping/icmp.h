@@ -63,6 +63,17 @@ struct PingRun {
 
 extern PingRun Run;
 
+// The three lines in which the PING dialog shows a run: the send line (kSendField), the reply
+// line (kReplyField) and the statistics, page-mode message or timeout count (kMessageField).
+// The dialog gets them only while it is shown. One watcher, registered by a higher floor (a
+// front end without windows), is told every one of them, shown or not; null stops that.
+typedef void (*PingLineWatcher)(int field, const char* text);
+void WatchPingLines(PingLineWatcher watcher);
+// Whether anybody reads the lines now: the shown dialog, or the watcher.
+bool PingLinesRead();
+// Shows one line: in the dialog while it is shown, and to the watcher.
+void ShowPingLine(int field, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
 int16_t OpenICMP(HWND window, SOCKET* socket);
 int16_t CloseICMP();
 int16_t ConnectICMP(HWND window, const char* host, const char* data, int16_t dataLength);

@@ -93,16 +93,16 @@ void ShowReply(char* line, const char* verdict) {
     else if (Run.ShowEcho)
         snprintf(line + used, kLineSize - used, "check=%3s length=%02d, seq=%8.8lx", verdict, Run.RxLength,
                  (unsigned long)tag);
-    DlgPrintf(PingDialog, kReplyField, 0, "%s", line);
+    ShowPingLine(kReplyField, "%s", line);
     if (!Run.ShowEcho)
-        DlgPrintf(PingDialog, kMessageField, 0, "%s", "");
+        ShowPingLine(kMessageField, "%s", "");
     else if (!Settings.Ping.Page)
-        DlgPrintf(PingDialog, kMessageField, 0, "Sent: %lu, Received: %lu, Lost: %02lu%s, Time_Average %04lu ms",
+        ShowPingLine(kMessageField, "Sent: %lu, Received: %lu, Lost: %02lu%s, Time_Average %04lu ms",
                   (unsigned long)Run.PingSent, (unsigned long)Run.PingReceived,
                   (unsigned long)(100u - (Run.PingReceived * 100u) / Run.PingSent), "%",
                   (unsigned long)(Run.PingTotalTime / Run.PingReceived));
     else
-        DlgPrintf(PingDialog, kMessageField, 0, "%s", (const char*)Run.RxBuffer + kIcmpHeaderSize);
+        ShowPingLine(kMessageField, "%s", (const char*)Run.RxBuffer + kIcmpHeaderSize);
 }
 
 // An echo reply is sent back to where it came from with bit 0 of its tag set, once.
@@ -155,7 +155,7 @@ int16_t ICMPRead(HWND window) {
         Acknowledge(sender);
         return 0;
     }
-    if (Run.PingVisible) ShowReply(line, verdict);
+    if (PingLinesRead()) ShowReply(line, verdict);
     Run.IcmpState = (uint16_t)((Run.IcmpState | ReplyReceived) & ~RequestPending);
     // A single ping ends at its first reply.
     if (!Run.PingAuto) CloseICMP();

@@ -95,12 +95,12 @@ int16_t SENDICMP(HWND window, const char* data, int16_t dataLength, uint32_t tag
     int sent = sendto(Run.IcmpSocket, (const char*)packet, Run.IcmpLength, 0, (const SOCKADDR*)&address, sizeof address);
     if (sent >= 0 && sent <= Run.IcmpLength) {
         ++Run.PingSent;
-        if (Run.PingVisible) {
+        if (PingLinesRead()) {
             char stamp[kTimeStampSize];
             TimeStamp(CurrentTime(), stamp);
             const auto* to = (const uint8_t*)&address.sin_addr.S_addr;
-            DlgPrintf(PingDialog, kSendField, 0, "%s, Pinging %u.%u.%u.%u, ICMP_length=%02d", stamp, to[0], to[1],
-                      to[2], to[3], sent);
+            ShowPingLine(kSendField, "%s, Pinging %u.%u.%u.%u, ICMP_length=%02d", stamp, to[0], to[1], to[2], to[3],
+                         sent);
         }
         Run.IcmpState |= RequestPending;
         return 1;

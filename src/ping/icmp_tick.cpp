@@ -47,10 +47,10 @@ bool Waited() {
 
     Run.PingAlive = 0;
     Run.IcmpState &= (uint16_t)~RequestPending;
-    if (Run.PingVisible) {
-        DlgPrintf(PingDialog, kReplyField, 0, "%s", "");
+    if (PingLinesRead()) {
+        ShowPingLine(kReplyField, "%s", "");
         // One more than the count: the echo about to be sent is counted already.
-        DlgPrintf(PingDialog, kMessageField, 0, "Timeout, Sent=%lu", (unsigned long)(Run.PingSent + 1u));
+        ShowPingLine(kMessageField, "Timeout, Sent=%lu", (unsigned long)(Run.PingSent + 1u));
     }
     --Run.RetriesLeft;
     if (Run.RetriesLeft < 1) {

@@ -43,6 +43,10 @@ public:
         return 1;
     }
     virtual void ShowHelp(const char* /*file*/) {}
+    // The action that the command line asked for could not start: the server could not
+    // listen, the ping socket could not open, or the grab could not begin. The program goes on
+    // unless the front end ends it.
+    virtual void CommandLineActionFailed() {}
 };
 
 void SetFrontEnd(FrontEnd* frontEnd);

@@ -246,24 +246,17 @@ bool DeleteSection(ProfileLines* lines, const char* section) {
     return true;
 }
 
-// Digits after an optional '-', in decimal or with "0x" in hexadecimal. Wraps like the
-// 32-bit arithmetic it stands for; text that is no number is 0.
+// A decimal integer: blanks, an optional '+' or '-', then digits up to the first character that
+// is none. "0x10" is 0, as a decimal reading stops at the 'x' (the one hexadecimal key, the
+// server's Mode, is read as text). Wraps like the 32-bit arithmetic it stands for; text that
+// is no number is 0.
 UINT ParseProfileInt(const std::string& text) {
     size_t i = text.find_first_not_of(kBlanks);
     if (i == std::string::npos) return 0;
     bool negative = text[i] == '-';
-    if (negative) ++i;
-    bool hex = text.compare(i, 2, "0x") == 0 || text.compare(i, 2, "0X") == 0;
-    if (hex) i += 2;
+    if (negative || text[i] == '+') ++i;
     UINT number = 0;
-    for (; i < text.size(); ++i) {
-        char c = text[i];
-        int digit = c >= '0' && c <= '9' ? c - '0' : -1;
-        if (hex && c >= 'a' && c <= 'f') digit = c - 'a' + 10;
-        if (hex && c >= 'A' && c <= 'F') digit = c - 'A' + 10;
-        if (digit < 0) break;
-        number = number * (hex ? 16u : 10u) + (UINT)digit;
-    }
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) number = number * 10u + (UINT)(text[i] - '0');
     return negative ? 0u - number : number;
 }
 

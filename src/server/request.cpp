@@ -99,13 +99,15 @@ void TargetPath(int ch, const std::string& path) {
     Copy(Channels[ch].SendPath, full);
 }
 
-// Chooses the answer of a request line. GoOn when the request goes on.
-ChannelStatus ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool outside, bool extended,
+// Chooses the answer of a request line. A refused target (outside the home directory, or one
+// of the gateway's working files) is answered like a missing file. GoOn when the request goes
+// on.
+ChannelStatus ChooseAnswer(HWND window, int ch, const DecodedTarget& target, bool refused, bool extended,
                            const char* line) {
     Channel& c = Channels[ch];
     if (!extended) {
         TargetPath(ch, target.path);
-        if (!outside && Opens(Channels[ch].SendPath)) return ChannelStatus::GoOn;
+        if (!refused && Opens(Channels[ch].SendPath)) return ChannelStatus::GoOn;
     }
     if (extended && !target.query) {
         Print(window, "HTTP/1.0 404 Extended Cmd with no form or cgi\n");
@@ -116,10 +118,10 @@ ChannelStatus ChooseAnswer(HWND window, int ch, const DecodedTarget& target, boo
     if (!target.query) {
         // A file that exists but is being written (access denied) is not a 404: its path is
         // kept and the sending waits for it.
-        FILE* file = outside ? nullptr : FileOpen(Channels[ch].SendPath, "rb");
+        FILE* file = refused ? nullptr : FileOpen(Channels[ch].SendPath, "rb");
         if (file)
             fclose(file);
-        else if (outside || errno != EACCES)
+        else if (refused || errno != EACCES)
             NotFound(window, ch);
         return ChannelStatus::GoOn;
     }
@@ -149,7 +151,8 @@ ChannelStatus RequestLine(HWND window, int ch, const char* command, int16_t last
         Print(window, "Cmd= %s\n", shown);
     }
     DecodedTarget decoded = DecodeTarget(shown);
-    ChannelStatus chosen = ChooseAnswer(window, ch, decoded, LeavesHome(shown), extended, command);
+    bool refused = LeavesHome(shown) || NamesGatewayFile(shown);
+    ChannelStatus chosen = ChooseAnswer(window, ch, decoded, refused, extended, command);
     if (chosen != ChannelStatus::GoOn) return chosen;
     c.RequestFlags |= kRequestLineDone;
     return ChannelStatus::GoOn;

@@ -17,3 +17,10 @@ DecodedTarget DecodeTarget(const std::string& target);
 // True when a component of the target is "..": such a target is answered like a file that
 // does not exist, so no request reads outside the home directory.
 bool LeavesHome(const std::string& target);
+
+// True when the target names one of the CGI gateway's working files: a waited call's output
+// file "chN_NN", its ".url" (the caller's request line and header lines, cookies and
+// credentials included) and its ".tok", the ".tok" of a file being written ("chN.tok"), and
+// a request body "extN.txt". They belong to other visitors, so such a target is answered like
+// a file that does not exist, whatever directory it puts the name in.
+bool NamesGatewayFile(const std::string& target);

@@ -9,6 +9,7 @@
 #include "grabber/fetch.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
+#include "platform/frontend.h"
 #include "platform/messages.h"
 #include "settings/settings.h"
 #include "shell/shell.h"
@@ -157,37 +158,39 @@ void TakeWord(Pass& pass, const char* word) {
     pass.expectingArgument = option->argument != nullptr;
 }
 
-void StartGrab(const Pass& pass) {
+// Each action returns whether it started.
+bool StartGrab(const Pass& pass) {
     if (pass.name[0] != '\0') {
         Settings.Url.All = 1;
-        StartFetch(kFetchSaveAs, pass.url, pass.name);
-    } else {
-        StartFetch((uint16_t)Settings.UrlRun.Levels == 0 ? kFetchImages : kFetchLevels, pass.url, "");
+        return StartFetch(kFetchSaveAs, pass.url, pass.name) != 0;
     }
+    return StartFetch((uint16_t)Settings.UrlRun.Levels == 0 ? kFetchImages : kFetchLevels, pass.url, "") != 0;
 }
 
-void StartServer() {
+bool StartServer() {
     BatchMode = 0;
     ApplyServerModel(Settings.Server.ServerDef);
-    OpenServer();
+    return OpenServer();
 }
 
-void StartPing() {
+bool StartPing() {
     BatchMode = 0;
     ping::Run.PingAuto = 1;
     ping::Run.ShowEcho = 1;
     ping::Run.PingVisible = 1;
-    IcmpBox();
+    bool started = IcmpBox() != 0;
     SendMessageA(PingDialog, WM_INITDIALOG, 0, 0);
     ping::Run.PingVisible = 0;
+    return started;
 }
 
-void Act(const Pass& pass) {
+bool Act(const Pass& pass) {
     switch (pass.actionKind) {
-        case kGrabAction: StartGrab(pass); break;
-        case kServerAction: StartServer(); break;
-        case kPingAction: StartPing(); break;
+        case kGrabAction: return StartGrab(pass);
+        case kServerAction: return StartServer();
+        case kPingAction: return StartPing();
     }
+    return false;
 }
 
 }  // namespace
@@ -205,6 +208,8 @@ int16_t DecodeLine(const char* commandLine, int16_t passNumber) {
     char word[kWordSize];
     while (position <= n)
         if (NextWord(commandLine, position, (int16_t)n, word, sizeof word) > 0) TakeWord(pass, word);
-    if (passNumber == 1 && pass.actionRequested) Act(pass);
+    // The front end decides what a failed start means: a user at a screen may still fix the
+    // settings, a headless run without a script has nothing left to do.
+    if (passNumber == 1 && pass.actionRequested && !Act(pass)) platform::TheFrontEnd().CommandLineActionFailed();
     return pass.actionRequested;
 }

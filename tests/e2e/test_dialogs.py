@@ -72,6 +72,19 @@ class DialogScripts(unittest.TestCase):
         self.assertEqual(again.wait_exit(20), 0, again.err)
         self.assertIn(b"DIALOG_1 149 checkbox 1 0 Enable Timeout\n", again.err)
 
+    def test_numbers_in_the_settings_file_are_decimal_and_only_the_server_mode_is_hexadecimal(self):
+        numbers = {"HowManyClients": "+4", "WaitingTimeout": "0x10", "LeavingTimeout": " -3", "SendingTimeout": "12abc",
+                   "connectionTimeout": "0X7f", "PurgingTimeout": "+5", "PreWaitingTimeout": "- 4"}
+        k = self.run_korvel("menu 102\ndump\nquit\n", settings={"Server": dict(numbers, Mode="10b")})
+        self.assertEqual(k.wait_exit(20), 0, k.err)
+        shown = {}
+        for line in k.err.decode("latin-1").splitlines():
+            parts = line.split(" ", 5)
+            if parts[0] == "DIALOG_1" and len(parts) == 6:
+                shown[int(parts[1])] = parts[5] if parts[2] == "edit" else parts[4]
+        self.assertEqual([shown[i] for i in (121, 123, 122, 124, 125, 127, 128)], ["4", "0", "-3", "12", "0", "5", "0"])
+        self.assertEqual([shown[i] for i in range(141, 150)], ["1", "1", "0", "1", "0", "0", "0", "0", "1"], "Mode 10b")
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -164,7 +164,7 @@ class StartPages(GrabTest):
                                    ("ftp://host/dir/", b"URL format error ...\n", None),
                                    ("http://127.0.0.1:1/x.htm", b"Unable to open file http.tmp\n", "/nonexistent-kg")):
             g = Grab(self, ["-u", url], url_settings={"HomeDir": home} if home else None)
-            self.assertEqual(g.code, 0)
+            self.assertEqual(g.code, 1, "a command-line grab that cannot start ends with status 1")
             self.assertIn(message, g.out)
             self.assertNotIn(BANNER, g.out)
 

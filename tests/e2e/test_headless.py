@@ -1,10 +1,12 @@
 """The headless front end as a user meets it: output, message boxes, signals, scripts."""
 
+import os
 import signal
+import socket
 import subprocess
 import unittest
 
-from korvel import BINARY, free_port, start
+from korvel import BINARY, free_port, start, temp_dir
 
 BANNER = b"Korvel v4.0: Winsock 1.1 on BSD sockets Version 1.1 Higher Version 1.1 Available sockets "
 
@@ -59,6 +61,36 @@ class Headless(unittest.TestCase):
         self.assertEqual(k.stop(), 0)
 
 
+class FailedActions(unittest.TestCase):
+    """Without a script, a command-line action that cannot start ends the run with status 1."""
+
+    def busy_port(self):
+        listener = socket.socket()
+        self.addCleanup(listener.close)
+        listener.bind(("127.0.0.1", 0))
+        listener.listen(1)
+        return listener.getsockname()[1]
+
+    def test_a_server_that_cannot_listen_or_a_grab_that_cannot_begin_ends_with_status_1(self):
+        port = self.busy_port()
+        missing = os.path.join(temp_dir(self), "missing")
+        url = "http://127.0.0.1:%d/" % port
+        cases = [(["-server", "-sport", str(port)], b"\nOpenServer, UNABLE TO OPEN THE SERVER !!!\n"),
+                 (["-udir", missing, "-u", url], b"Unable to open file http.tmp\n"),
+                 (["-udir", missing, "-ud", url], b"Unable to open file http.tmp\n")]
+        for words, line in cases:
+            with self.subTest(words=words):
+                k = start(self, words, tags=True)
+                self.assertEqual(k.wait_exit(10), 1, k.err)
+                self.assertEqual(k.out, line + b"\nServer is closed\n", "the action's lines, then the shutdown's")
+
+    def test_with_a_script_the_script_decides(self):
+        port = self.busy_port()
+        k = start(self, ["-server", "-sport", str(port)], script="wait 0.5\nquit\n", tags=True)
+        self.assertEqual(k.wait_exit(10), 0, k.err)
+        self.assertEqual(k.out, b"\nOpenServer, UNABLE TO OPEN THE SERVER !!!\n\nServer is closed\n")
+
+
 class Scripts(unittest.TestCase):
     def run_script(self, script, words=(), timeout=30):
         k = start(self, words, script=script, tags=True)
@@ -68,10 +100,11 @@ class Scripts(unittest.TestCase):
         port = free_port()
         script = "\n".join([
             "# statistics window: shown, refreshed by its own timer, hidden again",
-            "menu 105",
-            "dialog DIALOG_4",
+            "menu 105   # Services > Show Statistics",
+            "",
+            "  dialog DIALOG_4\t# a comment starts a word",
             "wait 1.3",
-            "expect 122 0 Channels are used",
+            "expect 122 0 Channels are used # and ends the text before it",
             "expect 123 9 Channels are free",
             "expect 124 Ch. State .tCNX.Time.Rx Bytes.Tx Bytes.Connected to",
             "dump",

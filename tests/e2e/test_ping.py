@@ -148,12 +148,37 @@ class CommandLine(PingTest):
         self.assertNotIn(b"ICMP Box, Unable", k.out)
         self.assertNotIn(b"PING, Unable", k.out)
 
+    def test_headless_dash_ping_writes_the_windows_lines_on_standard_error_as_they_change(self):
+        here, there = self.hosts()
+        silent_here, silent_there = self.hosts()
+        silent_there.ignore_echoes()
+        answered = self.korvel(here, ["-ping", THERE_ADDRESS])
+        unanswered = self.korvel(silent_here, ["-ping", THERE_ADDRESS])
+        answered.wait_err("Sent: 3, Received: 3, Lost: 00%")
+        unanswered.wait_err("Timeout, Sent=2\n", timeout=15)
+        send = r"^ \w{3}  \d+/\d\d/\d\d - +\d+:\d\d:\d\d [AP]M  , Pinging 10\.201\.0\.2, ICMP_length=08$"
+        for k in (answered, unanswered):
+            self.assertEqual(k.stop(), 0)
+            # Standard output is the console's alone, as without the lines.
+            self.assertEqual(k.out, b"TAGinit, Unable to open tag.map\n\nServer is closed\n")
+        lines = answered.err.decode("latin-1").splitlines()
+        for n, seq in enumerate(("00000", "00002", "00003")):
+            self.assertRegex(lines[3 * n], send)
+            self.assertRegex(lines[3 * n + 1], r"^10\.201\.0\.2 is alive \(\d{4,} ms\) Checksum= OK, Length=08, Seq=%s$" % seq)
+            self.assertRegex(lines[3 * n + 2], r"^Sent: %d, Received: %d, Lost: 00%%, Time_Average \d{4,} ms$" % (n + 1, n + 1))
+        # Without replies: the send line, the timeout count (which counts the echo about to go; the
+        # emptied reply line prints nothing), the next send line.
+        lines = unanswered.err.decode("latin-1").splitlines()
+        self.assertRegex(lines[0], send)
+        self.assertEqual(lines[1], "Timeout, Sent=2")
+        self.assertRegex(lines[2], send)
+
     @unittest.skipUnless(os.geteuid() == 0 and have("setpriv"), "needs root and setpriv to drop the privilege")
-    def test_without_the_privilege_the_box_and_the_console_say_so(self):
+    def test_without_the_privilege_the_box_and_the_console_say_so_and_the_run_ends_with_1(self):
         k = start(self, ["-ping", "127.0.0.1"], prefix=["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"])
-        k.wait_for("ICMP Box, Unable to open an ICMP socket...\n")
-        k.wait_err("Korvel: OpenICMP, Socket error 10013 !!!\n")
-        self.assertEqual(k.stop(), 0)
+        self.assertEqual(k.wait_exit(10), 1)
+        self.assertTrue(k.out.endswith(b"ICMP Box, Unable to open an ICMP socket...\n\nServer is closed\n"), k.out)
+        self.assertEqual(k.err, b"Korvel: OpenICMP, Socket error 10013 !!!\n")
 
 
 class Targets(PingTest):

@@ -5,8 +5,11 @@ import struct
 import threading
 import unittest
 
-from korvel import read_until_closed
+from korvel import header, http_get, read_file, read_until_closed
 from test_server import DOCS, ServerTest
+
+MAILBOX_HEAD = (b"<html><head><TITLE>Mailbox</TITLE></head>\n<body><H1><IMG ALIGN=top SRC =\"korvel.gif\"> "
+                b"<A HREF=\"home.htm\">Korvel</A>Mailbox</H1>\n<HR>")
 
 
 class Hostile(ServerTest):
@@ -72,6 +75,23 @@ class Hostile(ServerTest):
         sender.join(20)
         self.assertFalse(sender.is_alive(), "the connection limit ended the streamer")
         self.assert_all_slots_serve(k, port, 2)
+
+
+class MailboxVisitors(ServerTest):
+    def test_markup_in_a_post_reaches_the_mailbox_page_as_text(self):
+        k, port = self.serve()
+        posts = [(b"/post?name=Jo+Ann&text=Hi%21", b"\\post<br>name= Jo Ann<br>text= Hi!"),
+                 (b"/post?name=x&text=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
+                  b"\\post<br>name= x<br>text= &lt;script&gt;alert(1)&lt;/script&gt;"),
+                 (b'/post?a="<b>"%26%22%3Cimg%20src=x%3E', b"\\post<br>a= &quot;&lt;b&gt;&quot;&amp;&quot;&lt;img src= x&gt;"),
+                 (b"/post?line=one%0Atwo", b"\\post<br>line= one<br>two")]
+        for target, _ in posts:
+            self.assertEqual(http_get(port, b"GET %s HTTP/1.0\r\n\r\n" % target), header(16) + b"<h1>thanks</h1>\n")
+        stored = b"".join(form + b"\n<HR>" for _, form in posts)
+        self.assertEqual(read_file(self.site + "/mailbox.tmp"), stored)
+        page = MAILBOX_HEAD + stored + b"</body></html>\n"
+        self.assertEqual(http_get(port, b"GET /mailbox.htm HTTP/1.0\r\n\r\n"), header(len(page)) + page)
+        self.assertEqual(k.stop(), 0)
 
 
 if __name__ == "__main__":

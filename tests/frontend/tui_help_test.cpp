@@ -103,9 +103,11 @@ TEST(TuiHelp, TheBuiltInPageLeavesNoMarkupBehind) {
         EXPECT_FALSE(!text.empty() && text[0] == '.') << text;
         if (!text.empty() && text[0] != ' ') headings.push_back(text);
     }
-    // What the help must explain: the menus, the keys, the options, the settings file.
-    std::vector<std::string> expected = {"NAME", "SYNOPSIS", "DESCRIPTION", "THE TERMINAL INTERFACE", "OPTIONS",
-                                         "COMMAND LINE", "THE SETTINGS FILE", "FILES", "ENVIRONMENT", "EXIT STATUS"};
+    // What the help must explain: the menus, the keys, every dialog, the options, the settings
+    // file, the exit statuses, and examples.
+    std::vector<std::string> expected = {"NAME",        "SYNOPSIS",    "DESCRIPTION",     "THE TERMINAL INTERFACE",
+                                         "DIALOGS",     "OPTIONS",     "COMMAND LINE",    "THE SETTINGS FILE",
+                                         "FILES",       "ENVIRONMENT", "EXIT STATUS",     "EXAMPLES"};
     EXPECT_EQ(headings, expected);
 }
 

@@ -106,17 +106,22 @@ TEST_F(ProfileTest, CopiesAtMostSizeMinusOneCharacters) {
     EXPECT_EQ(untouched, 'x');
 }
 
-TEST_F(ProfileTest, IntegersAsTheProfileApiReadsThem) {
-    WriteIni("[N]\nminus=-1\nbig=70000\nword=abc\nempty=\nhex=0x1F\nupper=0X1f\nnegative=-12\n"
-             "trailing=12abc\nquoted=\"7\"\nblanks=   33   \n");
+// Numbers are decimal: a sign, digits, and nothing from the first other character on.
+TEST_F(ProfileTest, IntegersAreReadAsDecimal) {
+    WriteIni("[N]\nminus=-1\nbig=70000\nwrapped=4294967297\nword=abc\nempty=\nhex=0x1F\nupper=0X1f\nnegative=-12\n"
+             "plus=+5\nsigns=+-5\nsignOnly=-\nspacedSign=- 5\ntrailing=12abc\nfraction=3.9\nquoted=\"7\"\n"
+             "quotedBlanks=\"  8 \"\nblanks=   33   \nleadingZeros=010\n");
     const struct {
         const char* key;
         int defaultValue;
         UINT value;
-    } rows[] = {{"minus", 0, 0xFFFFFFFFu}, {"big", 0, 70000}, {"word", 42, 0} /* present: 0, not the default */,
-                {"empty", 42, 0},          {"hex", 0, 31},     {"upper", 0, 31},
-                {"negative", 0, (UINT)-12}, {"trailing", 0, 12}, {"quoted", 0, 7},
-                {"blanks", 0, 33},         {"missing", 42, 42}, {"missing", -5, (UINT)-5}};
+    } rows[] = {{"minus", 0, 0xFFFFFFFFu},  {"big", 0, 70000},      {"wrapped", 0, 1},
+                {"word", 42, 0} /* present: 0, not the default */,  {"empty", 42, 0},
+                {"hex", 7, 0},              {"upper", 7, 0},        {"negative", 0, (UINT)-12},
+                {"plus", 0, 5},             {"signs", 9, 0},        {"signOnly", 9, 0},
+                {"spacedSign", 9, 0},       {"trailing", 0, 12},    {"fraction", 0, 3},
+                {"quoted", 0, 7},           {"quotedBlanks", 0, 8}, {"blanks", 0, 33},
+                {"leadingZeros", 0, 10},    {"missing", 42, 42},    {"missing", -5, (UINT)-5}};
     for (const auto& row : rows) EXPECT_EQ(GetInt("N", row.key, row.defaultValue), row.value) << row.key;
     EXPECT_EQ(GetInt("Nowhere", "big", 9), 9u);
 }

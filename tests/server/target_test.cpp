@@ -35,6 +35,14 @@ const Case kCases[] = {
     {"/p?%zz", "/p?%zz", "\\p<br>%zz", "p", true, false},
     {"/cgi-dos?a=/b", "/cgi-dos?a=/b", "\\cgi-dos<br>a= \\b", "b", true, true},
     {"", "", "", "", false, false},
+    // What HTML reads as markup is written as entities in the form text, whether it came raw or
+    // escaped; the call text keeps it as it is.
+    {"/p?t=%3Cscript%3Ealert(1)%3C%2Fscript%3E", "/p?t=%3Cscript%3Ealert(1)%3C%2Fscript%3E",
+     "\\p<br>t= &lt;script&gt;alert(1)&lt;/script&gt;", "ptscriptalert(1)script", true, false},
+    {"/<b>?q=\"x\"%26%22%3e", "/<b>?q=\"x\"%26%22%3e", "\\&lt;b&gt;<br>q= &quot;x&quot;&amp;&quot;&gt;", "<b>q\"x\"",
+     true, false},
+    {"/p?a=%<x", "/p?a=%<x", "\\p<br>a= %&lt;x", "pa", true, false},
+    {"/cgi-dos?x=%3C&y=<", "/cgi-dos?x=%3C&y=<", "\\cgi-dos<br>x= &lt;<br>y= &lt;", "cgi-dos x < y <", true, true},
 };
 
 TEST(DecodeTarget, MatchesTheTableOfTargets) {
@@ -59,6 +67,17 @@ TEST(LeavesHome, OnlyADotDotComponentCountsWhicheverSlashSeparatesIt) {
     EXPECT_FALSE(LeavesHome("/.../y"));
     EXPECT_FALSE(LeavesHome("/%2e%2e/y"));
     EXPECT_FALSE(LeavesHome("/a/./b"));
+}
+
+TEST(NamesGatewayFile, TheGatewaysWorkingFilesInAnyDirectoryAndCase) {
+    for (const char* target : {"/ch0_01", "/ch0_01.url", "/ch24_99.tok", "/ch3.tok", "/ext0.txt", "/ext12.txt",
+                               "ch1_00.url", "/sub/ch0_01.url", "\\ch0_01.url", "/./ch0_01.url", "/CH0_01.URL",
+                               "/Ext1.TXT", "/ch0_01.url?x=1"})
+        EXPECT_TRUE(NamesGatewayFile(target)) << target;
+    for (const char* target : {"/", "/ch", "/ch0", "/ch0_1", "/ch0_001", "/ch_01", "/ch0_01.htm", "/ch0_01.url.bak",
+                               "/ch0.url", "/chx_01", "/ext.txt", "/ext1.htm", "/text1.txt", "/ch0_01/x", "/mailbox.tmp",
+                               "/a?b=/ch0_01.url"})
+        EXPECT_FALSE(NamesGatewayFile(target)) << target;
 }
 
 }  // namespace

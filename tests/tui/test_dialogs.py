@@ -69,7 +69,7 @@ class Menus(unittest.TestCase):
         s.keys("PageDown")
         s.wait_for(lambda text: "SYNOPSIS" not in text, what="the next page")
         s.keys("End")
-        s.wait_for("EXIT STATUS")
+        s.wait_for("EXAMPLES")  # the last section
         s.keys("Escape")
         s.wait_for(lambda text: "korvel help" not in text, what="the help to close")
         s.keys("F1")

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ping/icmp.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/shell.h"
@@ -20,6 +21,7 @@ constexpr size_t kFlushAbove = 64 * 1024;
 constexpr size_t kKeepPrinted = 4 * 1024 * 1024;
 
 int signalWriteEnd = -1;
+HeadlessFrontEnd* pingLinesTo = nullptr;
 
 void OnSignal(int) {
     if (signalWriteEnd >= 0) {
@@ -38,9 +40,15 @@ void WriteAll(int fd, const char* data, size_t length) {
     }
 }
 
+void PingLineShown(int field, const char* text) {
+    if (pingLinesTo) pingLinesTo->PingLine(field, text);
+}
+
 }  // namespace
 
 HeadlessFrontEnd::HeadlessFrontEnd() {
+    pingLinesTo = this;
+    ping::WatchPingLines(PingLineShown);
     if (pipe(signalPipe_) == 0) {
         fcntl(signalPipe_[0], F_SETFL, O_NONBLOCK);
         fcntl(signalPipe_[1], F_SETFL, O_NONBLOCK);
@@ -56,6 +64,8 @@ HeadlessFrontEnd::HeadlessFrontEnd() {
 }
 
 HeadlessFrontEnd::~HeadlessFrontEnd() {
+    ping::WatchPingLines(nullptr);
+    pingLinesTo = nullptr;
     Flush();
     signalWriteEnd = -1;
     for (int fd : signalPipe_)
@@ -89,9 +99,33 @@ int HeadlessFrontEnd::MessageBox(HWND, const char* text, const char* caption, UI
     return IDOK;
 }
 
+// A line that did not change, or became empty (the reply line after a timeout), prints
+// nothing. A page-mode message comes from the network: its control characters become blanks,
+// so that it stays one line and cannot drive the terminal.
+void HeadlessFrontEnd::PingLine(int field, const char* text) {
+    size_t index = (size_t)(field - ping::kSendField);
+    if (index >= sizeof pingLines_ / sizeof pingLines_[0] || pingLines_[index] == text) return;
+    pingLines_[index] = text;
+    if (*text == '\0') return;
+    Flush();
+    std::string line = text;
+    for (char& c : line)
+        if ((unsigned char)c < 32 || c == 127) c = ' ';
+    line += '\n';
+    WriteAll(STDERR_FILENO, line.data(), line.size());
+}
+
 void HeadlessFrontEnd::ShowHelp(const char*) {
     static const char kHelp[] = "korvel: help: run `korvel --help` or read `man korvel`\n";
     WriteAll(STDERR_FILENO, kHelp, sizeof kHelp - 1);
+}
+
+// The main window is closed from the message loop, once the command line is done, so the
+// shutdown is the one that SIGTERM gives.
+void HeadlessFrontEnd::CommandLineActionFailed() {
+    if (!endWhenActionFails_) return;
+    endedByFailedAction_ = true;
+    if (IsWindow(MainWindow)) PostMessageA(MainWindow, WM_CLOSE, 0, 0);
 }
 
 void HeadlessFrontEnd::WindowShown(HWND window, bool visible) {

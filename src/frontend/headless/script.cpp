@@ -51,6 +51,23 @@ int HexDigit(char c) {
     return -1;
 }
 
+// What a line asks for: its leading blanks and its comment are no part of it. A comment is a
+// whole line starting with '#', or a '#' that starts a word, with the blanks before it; a '#'
+// inside a word is kept, and one that must start a word of a TEXT is written \x23.
+std::string WithoutComment(const std::string& raw) {
+    const char* const blanks = " \t";
+    size_t start = raw.find_first_not_of(blanks);
+    if (start == std::string::npos || raw[start] == '#') return "";
+    std::string line = raw.substr(start);
+    for (size_t i = 1; i < line.size(); ++i) {
+        if (line[i] == '#' && (line[i - 1] == ' ' || line[i - 1] == '\t')) {
+            line.erase(line.find_last_not_of(blanks, i - 1) + 1);
+            break;
+        }
+    }
+    return line;
+}
+
 void SplitFirst(const std::string& text, std::string& first, std::string& rest) {
     size_t end = text.find(' ');
     first = text.substr(0, end);
@@ -165,9 +182,8 @@ HWND ScriptRunner::TargetDialog() {
 }
 
 void ScriptRunner::Run(const std::string& raw) {
-    std::string line = raw;
-    while (!line.empty() && (line.front() == ' ' || line.front() == '\t')) line.erase(0, 1);
-    if (line.empty() || line[0] == '#') return;
+    std::string line = WithoutComment(raw);
+    if (line.empty()) return;
     std::string verb, rest, id, text;
     SplitFirst(line, verb, rest);
     SplitFirst(rest, id, text);

@@ -15,7 +15,8 @@
 //   expect ID TEXT     the control's text must be TEXT, else exit 4
 //   dump               every control of the open dialogs, and the menu, to standard error
 //   quit               close the main window (the normal shutdown runs)
-// TEXT may hold \r, \n, \t, \\ and \xHH. Blank lines and lines starting with # are skipped.
+// TEXT may hold \r, \n, \t, \\ and \xHH. Blank lines are skipped, and so are comments: a line
+// whose first word starts with #, or the rest of a line from a # that starts a word.
 // A line that cannot be carried out (unknown verb, missing or greyed control) ends the
 // program with exit code 2.
 #pragma once
