@@ -24,6 +24,7 @@ namespace {
 
 constexpr int kBlockSize = 200;
 constexpr int kExtCmdLimit = 512;
+constexpr ULONG kReadPerEvent = 16384;
 
 // Processing mode bits of one block.
 constexpr int kCutText = 1;
@@ -202,10 +203,10 @@ ChannelStatus ProcessRead(HWND window, int ch) {
     // A purging channel ends once everything it received has been read.
     ULONG avail = Waiting(c.Socket);
     if (avail == 0) return c.State == kPurging ? ChannelStatus::Close : ChannelStatus::Wait;
-    // Only what the socket holds as the event comes is read: a peer that never stops sending
-    // cannot keep the loop here (and the tick, with its time limits, from running). The rest
-    // comes with the next read event.
-    ULONG budget = avail;
+    // Only what the socket holds as the event comes is read, and at most kReadPerEvent of it: a
+    // peer that never stops sending cannot keep the loop here, nor the other clients and the
+    // tick, with its time limits, waiting. The rest comes with the next read event.
+    ULONG budget = std::min<ULONG>(avail, kReadPerEvent);
     char block[kBlockSize];
     while (avail > 0 && budget > 0) {
         if (c.State == kSending || c.Socket == INVALID_SOCKET) break;

@@ -6,7 +6,15 @@ import socket
 import subprocess
 import unittest
 
-from korvel import BINARY, free_port, start, temp_dir
+from korvel import BINARY, free_port, http_get, ini, start, temp_dir, wait_until, write_files
+
+
+def can_connect(port):
+    try:
+        socket.create_connection(("127.0.0.1", port), timeout=1).close()
+        return True
+    except OSError:
+        return False
 
 BANNER = b"Korvel v4.0: Winsock 1.1 on BSD sockets Version 1.1 Higher Version 1.1 Available sockets "
 
@@ -24,6 +32,30 @@ class Headless(unittest.TestCase):
         self.assertEqual(k.err.count(b"\n"), 1, "a message box is one line")
         # Nothing is printed until the shutdown closes the (never opened) server.
         self.assertEqual(k.out.replace(b"TAGinit, Unable to open tag.map\n", b""), b"\nServer is closed\n")
+
+    def test_a_standard_output_nobody_reads_never_stops_the_server(self):
+        # Standard output is a pipe that is never read: once it is full, the server keeps
+        # serving, and at the end standard error says how much console text was lost.
+        work = temp_dir(self, "korvel-pipe-")
+        port = free_port()
+        write_files(work, {"korvel.ini": ini({"Server": {"ServerPort": port, "HomeDir": "site", "LeavingTimeout": 0},
+                                              "Standard": {"Server": 1}}),
+                           "site/a.txt": b"a" * 200})
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        process = subprocess.Popen([BINARY, "--headless", "-server"], cwd=work, stdin=subprocess.DEVNULL,
+                                   stdout=writer, stderr=subprocess.PIPE)
+        os.close(writer)
+        self.addCleanup(process.kill)
+        self.assertTrue(wait_until(lambda: can_connect(port)))
+        request = b"GET /a.txt HTTP/1.0\r\n" + (b"X-Fill: " + b"f" * 180 + b"\r\n") * 20 + b"\r\n"
+        answers = [http_get(port, request) for _ in range(400)]  # 1.5 MB of console text
+        self.assertEqual(answers.count(answers[-1]), 400)
+        self.assertTrue(answers[-1].endswith(b"a" * 200))
+        process.terminate()
+        err = process.communicate(timeout=20)[1]
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(err, rb"korvel: \d+ bytes of console output were dropped: standard output was not being read\n")
 
     def test_sigint_also_runs_the_normal_shutdown(self):
         k = self.start()

@@ -2,7 +2,8 @@
 
 import socket
 import struct
-import threading
+import subprocess
+import sys
 import unittest
 
 from korvel import header, http_get, read_file, read_until_closed
@@ -10,6 +11,18 @@ from test_server import DOCS, ServerTest
 
 MAILBOX_HEAD = (b"<html><head><TITLE>Mailbox</TITLE></head>\n<body><H1><IMG ALIGN=top SRC =\"korvel.gif\"> "
                 b"<A HREF=\"home.htm\">Korvel</A>Mailbox</H1>\n<HR>")
+
+
+# Sends short lines to 127.0.0.1:PORT at full speed until the server ends the connection.
+STREAMER = """
+import socket, sys
+s = socket.create_connection(("127.0.0.1", int(sys.argv[1])))
+try:
+    while True:
+        s.sendall(b"x\\r\\n" * 1000)
+except OSError:
+    pass
+"""
 
 
 class Hostile(ServerTest):
@@ -52,28 +65,18 @@ class Hostile(ServerTest):
         # The streamer's socket is readable all the time: the server still serves the others,
         # and the tick's time limits still end the streamer.
         # The HTTP model without ShowReceivedData, so the console does not echo the stream.
-        k, port = self.serve(server={"Mode": "1C9", "LeavingTimeout": 0, "WaitingTimeout": 2, "connectionTimeout": 3})
-        streamer = socket.create_connection(("127.0.0.1", port), timeout=10)
-        self.addCleanup(streamer.close)
-        stop = threading.Event()
-
-        def stream():
-            try:
-                while not stop.is_set():
-                    streamer.sendall(b"x\r\n" * 1000)
-            except OSError:
-                pass
-
-        sender = threading.Thread(target=stream, daemon=True)
-        sender.start()
-        self.addCleanup(stop.set)
+        k, port = self.serve(server={"Mode": "1C9", "LeavingTimeout": 0, "WaitingTimeout": 5, "connectionTimeout": 8})
+        # The streamer runs in a process of its own, so that it cannot hold up this one.
+        streamer = subprocess.Popen([sys.executable, "-c", STREAMER, str(port)], stdin=subprocess.DEVNULL)
+        self.addCleanup(streamer.kill)
         k.wait_for("Remote Client <0> Login")
         with socket.create_connection(("127.0.0.1", port), timeout=10) as s:
             s.sendall(b"GET /docs/ HTTP/1.0\r\n\r\n")
             self.assertEqual(read_until_closed(s, 10), DOCS)
-        self.assertTrue(sender.is_alive(), "served while the streamer was still sending")
-        sender.join(20)
-        self.assertFalse(sender.is_alive(), "the connection limit ended the streamer")
+        streamer.wait(30)
+        out = k.wait_for("Remote Client <0> Logout", after=0)
+        self.assertLess(out.index(b"\nSending file <"), out.index(b"Remote Client <0> Logout"),
+                        "served while the streamer was still connected")
         self.assert_all_slots_serve(k, port, 2)
 
 

@@ -1,13 +1,17 @@
 #include "frontend/headless/headless.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
 #include "ping/icmp.h"
+#include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/shell.h"
@@ -17,6 +21,13 @@ namespace headless {
 namespace {
 
 constexpr size_t kFlushAbove = 64 * 1024;
+// Console output that standard output has not taken yet is kept up to this size; past it,
+// output is dropped (and counted) rather than the program stopping to wait for a reader.
+constexpr size_t kOutputLimit = 1024 * 1024;
+// While the program is busy, output older than this is written out at the next poll.
+constexpr int64_t kFlushAfterMs = 50;
+// How long the end of the program waits for standard output to take what is left.
+constexpr int kLastFlushMs = 2000;
 // The text a waitfor can see: the most recent output, enough for any console line.
 constexpr size_t kKeepPrinted = 4 * 1024 * 1024;
 
@@ -28,6 +39,41 @@ void OnSignal(int) {
         char byte = 1;
         ssize_t ignored = write(signalWriteEnd, &byte, 1);
         (void)ignored;
+    }
+}
+
+// Writes what fd takes without waiting longer than waitMs in all; returns the bytes written.
+size_t WriteReady(int fd, const char* data, size_t length, int waitMs) {
+    size_t written = 0;
+    int64_t deadline = platform::MonotonicMs() + waitMs;
+    while (written < length) {
+        pollfd out{fd, POLLOUT, 0};
+        int left = (int)std::max<int64_t>(0, deadline - platform::MonotonicMs());
+        if (poll(&out, 1, left) <= 0 || (out.revents & (POLLERR | POLLHUP | POLLNVAL))) break;
+        // A pipe that polls writable takes PIPE_BUF bytes without blocking.
+        ssize_t n = write(fd, data + written, std::min<size_t>(length - written, PIPE_BUF));
+        if (n <= 0) break;
+        written += (size_t)n;
+    }
+    return written;
+}
+
+// A control byte written to a terminal would drive it (clear it, retitle it, make it answer);
+// there it is shown as ^X, and DEL and the C1 bytes likewise.
+void AppendVisible(std::string& out, const char* text, size_t length) {
+    for (size_t i = 0; i < length; ++i) {
+        unsigned char c = (unsigned char)text[i];
+        if (c == '\n' || c == '\t' || (c >= 32 && c < 127) || c > 159) {
+            out += (char)c;
+        } else if (c == 127) {
+            out += "^?";
+        } else if (c < 32) {
+            out += '^';
+            out += (char)(c + 64);
+        } else {
+            out += "M-^";
+            out += (char)(c - 128 + 64);
+        }
     }
 }
 
@@ -47,6 +93,7 @@ void PingLineShown(int field, const char* text) {
 }  // namespace
 
 HeadlessFrontEnd::HeadlessFrontEnd() {
+    toTerminal_ = isatty(STDOUT_FILENO) != 0;
     pingLinesTo = this;
     ping::WatchPingLines(PingLineShown);
     if (pipe(signalPipe_) == 0) {
@@ -66,14 +113,24 @@ HeadlessFrontEnd::HeadlessFrontEnd() {
 HeadlessFrontEnd::~HeadlessFrontEnd() {
     ping::WatchPingLines(nullptr);
     pingLinesTo = nullptr;
-    Flush();
+    WriteOut(kLastFlushMs);
+    ReportDropped();
     signalWriteEnd = -1;
     for (int fd : signalPipe_)
         if (fd >= 0) close(fd);
 }
 
 void HeadlessFrontEnd::Printed(const char* text, size_t length) {
-    pending_.append(text, length);
+    if (pending_.empty()) pendingSince_ = platform::MonotonicMs();
+    size_t before = pending_.size();
+    if (toTerminal_)
+        AppendVisible(pending_, text, length);
+    else
+        pending_.append(text, length);
+    if (pending_.size() > kOutputLimit) {
+        dropped_ += pending_.size() - std::max(before, kOutputLimit);
+        pending_.resize(std::max(before, kOutputLimit));
+    }
     if (keepPrinted_) {
         printed_.append(text, length);
         if (printed_.size() > 2 * kKeepPrinted) printed_.erase(0, printed_.size() - kKeepPrinted);
@@ -82,9 +139,25 @@ void HeadlessFrontEnd::Printed(const char* text, size_t length) {
 }
 
 void HeadlessFrontEnd::Flush() {
+    WriteOut(0);
+    if (pending_.empty()) ReportDropped();
+}
+
+void HeadlessFrontEnd::WriteOut(int waitMs) {
     if (pending_.empty()) return;
-    WriteAll(STDOUT_FILENO, pending_.data(), pending_.size());
-    pending_.clear();
+    size_t written = WriteReady(STDOUT_FILENO, pending_.data(), pending_.size(), waitMs);
+    pending_.erase(0, written);
+    pendingSince_ = platform::MonotonicMs();
+}
+
+void HeadlessFrontEnd::ReportDropped() {
+    if (dropped_ == 0) return;
+    char line[160];
+    int n = snprintf(line, sizeof line,
+                     "korvel: %llu bytes of console output were dropped: standard output was not being read\n",
+                     (unsigned long long)dropped_);
+    WriteReady(STDERR_FILENO, line, (size_t)n, 0);
+    dropped_ = 0;
 }
 
 // One line on standard error: the line ends of the text become blanks.
@@ -132,7 +205,9 @@ void HeadlessFrontEnd::WindowShown(HWND window, bool visible) {
     if (visible && !platform::IsModalDialog(window) && platform::DialogTemplateOf(window)) lastShownModeless_ = window;
 }
 
+// While the loop is busy it never blocks, so output that has waited long enough goes out here.
 void HeadlessFrontEnd::AddDescriptors(std::vector<pollfd>& fds) {
+    if (!pending_.empty() && platform::MonotonicMs() - pendingSince_ >= kFlushAfterMs) Flush();
     if (signalPipe_[0] >= 0) fds.push_back(pollfd{signalPipe_[0], POLLIN, 0});
 }
 

@@ -1,7 +1,10 @@
 // The headless front end, for scripts, servers and tests.
 //
-// Every byte that the console printer formats goes to standard output unchanged, buffered and
-// flushed whenever the message loop is about to wait; a message box is one line
+// Every byte that the console printer formats goes to standard output unchanged (shown visibly
+// when it is a control byte and standard output is a terminal), buffered and flushed whenever
+// the message loop is about to wait, and every 50 ms while it is busy. Output is never waited
+// for: when standard output takes nothing, at most 1 MiB is kept and the rest dropped, and
+// standard error says how many bytes were lost; a message box is one line
 // "CAPTION: TEXT" on standard error; SIGINT and SIGTERM destroy the main window, so the
 // normal shutdown runs. The main window is 120 x 25 cells. Without a script, a command-line
 // action that cannot start (a server that cannot listen, say) ends the run the same way, and
@@ -10,6 +13,7 @@
 // hidden (as it is for -ping).
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "platform/event_source.h"
@@ -50,7 +54,13 @@ public:
     HWND LastShownModeless() const { return lastShownModeless_; }
 
 private:
+    void WriteOut(int waitMs);
+    void ReportDropped();
+
     std::string pending_;
+    int64_t pendingSince_ = 0;
+    uint64_t dropped_ = 0;
+    bool toTerminal_ = false;
     std::string printed_;
     bool keepPrinted_ = false;
     HWND lastShownModeless_ = nullptr;
