@@ -403,10 +403,19 @@ int bind(SOCKET s, const SOCKADDR* address, int length) {
     return sys::Bind((int)s, in.sin_addr.S_addr, in.sin_port) == 0 ? 0 : FailWithErrno();
 }
 
+// The system this layer stands in for refused a connection at once when its small queue was
+// full, and the program's callers (a backlog of 2) rely on that: the program itself answers an
+// overload with its 502 line. Linux instead drops the SYN of a full queue silently, and the
+// client tries again only after a second, so a burst of visitors would wait seconds before the
+// program ever saw them. The kernel is therefore given a queue that holds a whole burst, at
+// least as many connections as the program's slots and more; every one is taken at once and
+// served or refused by the program.
+constexpr int kKernelBacklog = 128;
+
 int listen(SOCKET s, int backlog) {
     SocketRecord* r = Find(s);
     if (!r) return Fail(WSAENOTSOCK);
-    if (sys::Listen((int)s, backlog) != 0) return FailWithErrno();
+    if (sys::Listen((int)s, std::max(backlog, kKernelBacklog)) != 0) return FailWithErrno();
     r->listening = true;
     return 0;
 }
