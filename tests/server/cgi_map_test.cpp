@@ -85,6 +85,8 @@ TEST_F(CgiMapTest, TheFirstLineWithoutAWordEndsTheSearch) {
     EXPECT_FALSE(Find("cgi-dosa y h a\n \t\x01\r\ncgi-dosx y h p\n", "cgi-dosx"));
     EXPECT_FALSE(Find("cgi-dosa y h a\n\xe9\xff\ncgi-dosx y h p\n", "cgi-dosx")) << "bytes above 127 separate";
     EXPECT_FALSE(Find("", "cgi-dosx"));
+    const char garbage[] = "\0\x01garbage y h x\n\xff\xfe\x80 y\n* y h p\n";
+    EXPECT_TRUE(Find(std::string(garbage, sizeof garbage - 1), "cgi-dosq")) << "NUL and control bytes separate too";
     EXPECT_EQ(frontEnd.printed, "");
 }
 
