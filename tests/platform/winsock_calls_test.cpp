@@ -93,8 +93,7 @@ TEST_F(WinsockCalls, FailuresGiveWinsockNumbers) {
 }
 
 TEST_F(WinsockCalls, RecvWithoutDataWouldBlock) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd);
+    auto [s, fd] = Accepted();
     ULONG on = 1;
     ASSERT_EQ(ioctlsocket(s, FIONBIO, &on), 0);
     char buffer[8];
