@@ -47,12 +47,7 @@ void ResetProgramState() {
     ServerSocket = INVALID_SOCKET;
     CloseServerLog();
     ClientOutputFile[0] = '\0';
-    ping::Run.IcmpSocket = INVALID_SOCKET;
-    ping::Run.PingVisible = 1;
-    Settings.Ping.Page = 0;
-    ping::Run.PingAuto = 0;
-    ping::Run.ShowEcho = 1;
-    ping::Run.PingHost[0] = '\0';
+    ping::Run = ping::PingRun{};
 }
 
 void ShellTest::SetUp() {
