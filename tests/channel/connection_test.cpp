@@ -15,6 +15,7 @@
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "platform/clock.h"
 #include "platform/fake_sockets.h"
 #include "platform/messages.h"
@@ -322,6 +323,7 @@ struct Response {
     std::vector<std::string> pieces;
     const char* console;  // between the login line and the end banner, "@" for the logout line
     const char* saved;
+    int16_t isHtml = 1;
 };
 
 // What every row's console begins and ends with.
@@ -360,6 +362,11 @@ const Response kResponses[] = {
      "Status = 404, Data Length to be received = 4\n"
      "@49 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 45 bytes, Data Length 4\nFILE IS COMPLETE\n",
      "gone"},
+    {"lines before the status line are skipped; header names are case-blind, types are not",
+     {"garbage before\r\nHTTP/1.0 200 Document follows\r\nCONTENT-LENGTH: 5\r\nContent-Type: Text/HTML\r\nX-Other: 1\r\n\r\nhello"},
+     "Status = 200, Data Length to be received = 5\nContent-Type: Text/HTML\n"
+     "@110 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 105 bytes, Data Length 5\nFILE IS COMPLETE\n",
+     "hello", 0},
     {"no header at all: no verdict", {"just a body\n"}, "@12 bytes received, 127 bytes sent\n", "just a body\n"},
 };
 
@@ -383,6 +390,7 @@ TEST_F(Connection, GrabOfOneDocument) {
         console.replace(console.find('@'), 1, kGrabLogout);
         EXPECT_EQ(Console(), kGrabStart + console + kGrabEnd);
         EXPECT_EQ(dir.Read("out.htm"), row.saved);
+        EXPECT_EQ(Grab.Fetch.IsHtml, row.isHtml);
     }
 }
 

@@ -160,31 +160,4 @@ TEST_F(Progress, NothingIsPrintedWithoutAKnownLengthAndStatus200) {
     EXPECT_EQ(frontEnd.printed, "");
 }
 
-TEST_F(Progress, TheResponseHeaderIsParsedLineByLine) {
-    Grab.Fetch.HeaderPhase = kAwaitStatusLine;
-    Grab.Fetch.IsHtml = 1;
-    Grab.Fetch.ContentLength = kUnknownLength;
-    Grab.Fetch.HeaderBytes = 0;
-    Grab.Fetch.Status = 0;
-    auto line = [&](const char* text) {
-        strcpy(Channels[0].Line, text);
-        Channels[0].LineLength = (uint16_t)strlen(text);
-        ParseResponseHeader(MainWindow, 0);
-    };
-    line("garbage before\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kAwaitStatusLine);
-    line("HTTP/1.0 200 Document follows\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kReadingHeader);
-    EXPECT_EQ(Grab.Fetch.Status, 200);
-    line("CONTENT-LENGTH: 1234\r\n");
-    line("Content-Type: Text/HTML\r\n");
-    line("X-Other: 1\r\n");
-    EXPECT_EQ(Grab.Fetch.ContentLength, 1234u);
-    EXPECT_EQ(Grab.Fetch.IsHtml, 0) << "only the header name is case-blind";
-    EXPECT_STREQ(Grab.Fetch.ContentType, "Text/HTML");
-    line("\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kHeaderDone);
-    EXPECT_EQ(Grab.Fetch.HeaderBytes, 16 + 31 + 22 + 25 + 12 + 2);
-}
-
 }  // namespace
