@@ -23,7 +23,6 @@
 #include "server/request.h"
 #include "settings/settings.h"
 #include "support/posix_peer.h"
-#include "support/scoped_env.h"
 #include "support/shell_fixture.h"
 #include "support/temp_dir.h"
 

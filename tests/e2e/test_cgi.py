@@ -229,16 +229,6 @@ class ProgramLimit(CgiTest):
         self.assertNotIn("Sending file <0>", out, "the answer of a client that left is not sent")
         self.assertEqual(self.site_file("ch0_01.tok"), (self.site + "/ch0_01").encode())
 
-    def test_without_cgisynchro_a_client_that_left_stops_counting_at_once(self):
-        k, port = self.leave_during_a_slow_call(0, 6)
-        out = k.wait_for("Remote Client <0> Logout").decode("latin-1")
-        self.assertEqual(self.site_file("ch0_01.tok"), b"", "its program still runs")
-        self.assertNotIn("CGICheck", out)
-        answer = http_get(port, b"GET /cgi-dosquick?b HTTP/1.0\r\n\r\n", timeout=20)
-        self.assertEqual(answer, b"Answer of ch0_02\n[b]\n")
-        out = k.wait_for("\nSending file <0> %s/ch0_02 ...\n" % self.site).decode("latin-1")
-        self.assertNotIn("Delaying", out)
-
 
 class ExampleSite(unittest.TestCase):
     """The example site of `make run`, in a copy of examples/, answers as the README shows."""

@@ -2,7 +2,6 @@
 #include <locale.h>
 
 #include "platform/profile.h"
-#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using testing_support::ScopedEnv;
