@@ -77,7 +77,6 @@ protected:
         CloseAllClients();
         CloseWS();
         fakenet::Remove();
-        platform::UseRealClock();
         ShellTest::TearDown();
     }
 

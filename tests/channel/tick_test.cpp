@@ -19,22 +19,14 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
 constexpr time_t kNow = 1800000000;
 
-class ChannelTimeLimits : public ShellTest {
+class ChannelTimeLimits : public testing_support::MainWindowTest {
 protected:
     void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
+        MainWindowTest::SetUp();
         platform::UseFakeClock(kNow, 0);
         Settings.Server.ServerMode = kHttpModel & ~ModeDuplex;  // an invalid socket is reported
-        frontEnd.printed.clear();
-    }
-    void TearDown() override {
-        platform::UseRealClock();
-        ShellTest::TearDown();
     }
     Channel& Take(int ch, uint16_t state, int idle, int age = 0, uint16_t connected = 1) {
         Channel& c = Channels[ch];

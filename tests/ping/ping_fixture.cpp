@@ -30,7 +30,6 @@ void PingTest::SetUp() {
 void PingTest::TearDown() {
     ResetPingState();
     peer::Close(peer);
-    platform::UseRealClock();
     ShellTest::TearDown();
 }
 

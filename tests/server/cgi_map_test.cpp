@@ -10,14 +10,8 @@
 
 namespace {
 
-class CgiMapTest : public testing_support::ShellTest {
+class CgiMapTest : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
-        frontEnd.printed.clear();
-    }
-
     // Looks key up in a map holding text. Returns whether it was found; `match` and `line`
     // hold what the search left.
     bool Find(const std::string& text, const std::string& key) {

@@ -13,13 +13,8 @@
 
 namespace {
 
-class CommandLine : public testing_support::ShellTest {
+class CommandLine : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
-        frontEnd.printed.clear();
-    }
     int16_t Pass0(const std::string& line) { return DecodeLine(line.c_str(), 0); }
 };
 

@@ -15,12 +15,8 @@ namespace {
 
 using testing_support::ShellTest;
 
-class ConsoleTest : public ShellTest {
+class ConsoleTest : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow(120, 25);
-    }
     void Put(const std::string& text, int repeat = 1) {
         for (unsigned char c : text) SendMessageA(MainWindow, MSG_PUTCHAR, c, MAKELONG(repeat, 0));
     }

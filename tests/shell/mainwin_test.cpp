@@ -15,15 +15,11 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
-class MainWindowRouting : public ShellTest {
+class MainWindowRouting : public testing_support::MainWindowTest {
 protected:
     void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
+        MainWindowTest::SetUp();
         StatisticsDialog = CreateDialogParamA(hInst, "DIALOG_4", MainWindow, StatisticsDlgProc, 0);
-        frontEnd.printed.clear();
     }
     bool Enabled(int id) { return platform::MenuItemEnabled(GetMenu(MainWindow), id); }
 };
@@ -117,7 +113,6 @@ TEST_F(MainWindowRouting, TheStatisticsWindowShowsNineChannelsAndCountsThemAll) 
               " 2    free    0    0     1234       99 127.0.0.1:8080\n"
               " 8 waiting    0    0     1234       99 127.0.0.1:8080\n"
               "\n");  // channels 9 and above never appear
-    platform::UseRealClock();
 }
 
 }  // namespace

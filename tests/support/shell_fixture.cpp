@@ -8,6 +8,7 @@
 #include "grabber/grab_client.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
+#include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "server/roles.h"
@@ -58,6 +59,7 @@ void ShellTest::SetUp() {
 
 void ShellTest::TearDown() {
     ResetProgramState();
+    platform::UseRealClock();
     platform::SetFrontEnd(nullptr);
 }
 
