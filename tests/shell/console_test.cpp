@@ -35,13 +35,6 @@ TEST_F(ConsoleTest, CarriageReturnAndLineFeedEachStartANewRow) {
     EXPECT_EQ(Console.caretColumn, 3);
 }
 
-TEST_F(ConsoleTest, TheHundredAndTwentyFirstCharacterWrapsToTheNextRow) {
-    Put(std::string(120, 'x') + "y");
-    EXPECT_EQ(Row(175), std::string(120, 'x'));
-    EXPECT_EQ(Row(176), "y");
-    EXPECT_EQ(Console.caretColumn, 1);
-}
-
 TEST_F(ConsoleTest, ANewLineOnTheLastRowScrollsTheWholeScreenUp) {
     for (int i = 0; i < 230; ++i) Print(MainWindow, "L%03d\n", i);
     EXPECT_EQ(Console.caretRow, 199);
