@@ -1,5 +1,6 @@
-"""Hostile CGI calls: over-long command lines and keys, and a map holding garbage, neither
-crash the server nor leak a slot. Also run against the sanitizer build."""
+"""Hostile requests to the CGI gateway: its working files are never served. Also run against the
+sanitizer build. (Over-long command lines and keys, and a map holding garbage, are rows of the
+connection tests, which the sanitizer build runs too.)"""
 
 import unittest
 
