@@ -6,14 +6,19 @@ import unittest
 
 from korvel import header, http_get, read_file, start_server, temp_dir, write_files
 
+HOME = b"<html><body><h1>home</h1><img src=\"logo.gif\"></body></html>\n"
 PAGE = b"<html><body>" + b"page " * 200 + b"</body></html>\n"
+GIF = bytes(range(256)) * 9 + b"GIF-end"
+STDER = b"<h1>not here</h1>\n"
 DOCS = header(10) + b"docs home\n"
 
 
 class ServerTest(unittest.TestCase):
     def setUp(self):
         self.site = temp_dir(self, "korvel-site-")
-        write_files(self.site, {"page.htm": PAGE, "docs/home.htm": b"docs home\n"})
+        write_files(self.site, {"home.htm": HOME, "page.htm": PAGE, "logo.gif": GIF, "stder.htm": STDER,
+                                "stdack.htm": b"<h1>thanks</h1>\n", "notes.txt": b"plain text\n", "empty.htm": b"",
+                                "UPPER.HTM": b"upper\n", "odd.xyz": b"odd\n", "docs/home.htm": b"docs home\n"})
 
     def serve(self, server=None, standard=1, extra=None):
         return start_server(self, self.site, server, standard, extra)
@@ -38,7 +43,7 @@ class Serving(ServerTest):
 
     def test_the_log_file_holds_exactly_what_the_console_shows_while_it_is_open(self):
         k, port = self.serve(server={"ServerLog": 1, "ServerLogFilename": "server.log"})
-        http_get(port, b"GET /page.htm HTTP/1.0\r\n\r\n")
+        http_get(port, b"GET /home.htm HTTP/1.0\r\n\r\n")
         http_get(port, b"GET /nothing HTTP/1.0\r\n\r\n")
         k.wait_for("Logout", after=0)
         self.assertEqual(k.stop(), 0)
