@@ -15,12 +15,14 @@
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "grabber/fetch.h"
+#include "grabber/grab.h"
 #include "platform/clock.h"
 #include "platform/fake_sockets.h"
 #include "platform/messages.h"
+#include "platform/profile.h"
+#include "server/request.h"
 #include "settings/settings.h"
 #include "support/posix_peer.h"
-#include "support/scoped_env.h"
 #include "support/shell_fixture.h"
 #include "support/temp_dir.h"
 
@@ -51,8 +53,17 @@ protected:
         dir.Write("site/stder.htm", "missing");
         dir.Write("site/stdack.htm", "thanks");
         dir.Write("site/sub/home.htm", "sub home");
+        dir.Write("site/p.gif", "GIF");
+        dir.Write("site/empty.htm", "");
+        dir.Write("site/UP.HTM", "upper");
+        dir.Write("site/cgierr.htm", "no program");
+        dir.Write("korvel.ini", "[Mime]\nHTM=text/plain\n");
+        dir.Write("cgi-dos.map", "cgi-dosgone n h /nonexistent/korvel-program\ncgi-dosx y h prog\ncgi-dosy y h /korvel/programs/with/a/long/name.exe\n");
+        platform::FlushProfileCache();
+        PipeCounter = 0;
         ServerSettings& s = Settings.Server;
         CopyText(s.HomeDir, "site");
+        CopyText(Settings.Url.HomeDir, ".");
         s.ServerPort = kPort;
         s.LeavingTimeout = 0;
         Settings.Standard.Server = 1;
@@ -66,7 +77,6 @@ protected:
         CloseAllClients();
         CloseWS();
         fakenet::Remove();
-        platform::UseRealClock();
         ShellTest::TearDown();
     }
 
@@ -118,6 +128,11 @@ protected:
 #define LONG_REQUEST "GET " LONG_TARGET " HTTP/1.0\r\n\r\n"
 #define LONG_REQUEST_SHOWN "GET " LONG_TARGET " HTTP/1.0[CR][LF]\n[CR][LF]\n"
 
+#define B10 "bbbbbbbbbb"
+#define B120 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10
+#define B360 B120 B120 B120
+#define B480 B360 B120
+
 // A request, whole or in pieces, and what comes of it.
 struct Exchange {
     const char* name;
@@ -126,6 +141,7 @@ struct Exchange {
     size_t piece;  // 0: all at once
     const char* console;
     const char* reply;
+    uint32_t mode = kHttpModel;
 };
 
 const Exchange kExchanges[] = {
@@ -176,12 +192,66 @@ const Exchange kExchanges[] = {
      "Remote Client <0> Login <peer>,<time> \nGET /a.txt[CR][LF]\n\nSending file <0> site/a.txt ...\n"
      "\nRemote Client <0> Logout <peer>,<time> \n12 bytes received, 5 bytes sent\n",
      "hello"},
+    {"a GIF", 1, "GET /p.gif HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /p.gif HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/p.gif ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 119 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: image/gif\r\n"
+     "Content-Length: 3\r\n\r\nGIF"},
+    {"an empty file", 1, "GET /empty.htm HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /empty.htm HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/empty.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n27 bytes received, 116 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 0\r\n\r\n"},
+    {"HTM is not htm: its type comes from the [Mime] section", 1, "GET /UP.HTM HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /UP.HTM HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/UP.HTM ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n24 bytes received, 122 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/plain\r\n"
+     "Content-Length: 5\r\n\r\nupper"},
+    {"control bytes shown in text mode", 1, "GET /a.txt HTTP/1.0\r\nX: \x01\xe9\x7f\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\nX:  x01  xE9  x7F [CR][LF]\n[CR][LF]\n"
+     "\nSending file <0> site/a.txt ...\n\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 77 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
+    {"without Send And Close one connection carries two requests", 1,
+     "GET /a.txt HTTP/1.0\r\n\r\nGET /p.gif HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\nGET /p.gif HTTP/1.0[CR][LF]\n[CR][LF]\n"
+     "\nSending file <0> site/a.txt ...\n\nSending file <0> site/p.gif ...\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: image/gif\r\n"
+     "Content-Length: 3\r\n\r\nGIF",
+     kHttpModel & ~SendAndClose},
+    {"a CGI key missing from the map gets the error page with status 200", 1, "GET /cgi-dosnone?a=1 HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosnone?a=1 HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosnone a 1\n"
+     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n33 bytes received, 123 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 7\r\n\r\nmissing"},
+    {"a CGI program that does not exist gets the CGI error page", 1, "GET /cgi-dosgone?x HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosgone?x HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosgone x\n"
+     "Executing <0> [/nonexistent/korvel-program x] ...\nCGILauch, WinExec error [2]\n\nSending file <0> site/cgierr.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 10 bytes sent\n",
+     "no program"},
+    {"a CGI key of 360 characters", 1, "GET /cgi-dos" B360 "?x HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dos" B360 "?x HTTP/1.0[CR][LF]\n[CR][LF]\nExtended Command received\n"
+     "\nCGI-Call = cgi-dos" B360 " x\n\nSending file <0> site/stder.htm ...\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n387 bytes received, 123 bytes sent\n",
+     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
+     "Content-Length: 7\r\n\r\nmissing"},
+    {"a CGI command line over 126 characters", 1, "GET /cgi-dosx?" B120 " HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosx?" B120 " HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosx " B120
+     "\nProcess read, size of cgi command line 137 is greater than 128\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n147 bytes received, 0 bytes sent\n",
+     ""},
+    {"a CGI command line over 511 characters from an Extended Cmd", 1, "GET /cgi-dosy?" B480 " HTTP/1.0\r\n\r\n", 0,
+     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosy?" B480 " HTTP/1.0[CR][LF]\n[CR][LF]\nExtended Command received\n"
+     "\nCGI-Call = cgi-dosy " B480 "\nProcessRead, CGI command line is greater than 512\n"
+     "\nRemote Client <0> Logout <peer>,<time> \n507 bytes received, 0 bytes sent\n",
+     ""},
 };
 
 TEST_F(Connection, RequestsAndAnswers) {
     for (const Exchange& row : kExchanges) {
         SCOPED_TRACE(row.name);
         Settings.Standard.Server = row.http10;
+        Settings.Server.ServerMode = row.mode;
         Open();
         int peer = Connect();
         Send(peer, row.request, row.piece);
@@ -189,6 +259,7 @@ TEST_F(Connection, RequestsAndAnswers) {
         EXPECT_EQ(Received(peer), row.reply);
         CloseServer();
     }
+    EXPECT_EQ(PipeCounter, 2) << "the refused CGI calls used up their pipe numbers";
 }
 
 }  // namespace
@@ -207,8 +278,15 @@ TEST_F(Connection, BusyChannelsRelayAndHangUps) {
     platform::DispatchPendingEvents(kRounds);
     EXPECT_EQ(Console(), "\nRemote Client <0> Logout <peer>,<time> \n0 bytes received, 0 bytes sent\n");
     frontEnd.printed.clear();
+    Settings.Server.LeavingTimeout = 2;
     Send(Connect(), "GET /a.txt HTTP/1.0\r\n\r\n");
     EXPECT_NE(Console().find("Sending file <0> site/a.txt ..."), std::string::npos) << "the slot was free again";
+    // A slot that is leaving is taken again only after the leaving time.
+    EXPECT_EQ(Received(Connect()), "HTTP/1.0 502 Service Temporaly Overloaded\r\n");
+    platform::AdvanceFakeClock(2, 0);
+    ChannelTick();
+    EXPECT_NE(Console().find("Logout"), std::string::npos);
+    EXPECT_EQ(Received(Connect()), "") << "accepted: waiting for its request";
 }
 
 TEST_F(Connection, ProxyRelay) {
@@ -243,6 +321,7 @@ struct Response {
     std::vector<std::string> pieces;
     const char* console;  // between the login line and the end banner, "@" for the logout line
     const char* saved;
+    int16_t isHtml = 1;
 };
 
 // What every row's console begins and ends with.
@@ -276,6 +355,16 @@ const Response kResponses[] = {
      "@30 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 26 bytes, Data Length -1\n"
      "NO FILELENGTH INFO\n",
      "gone"},
+    {"an error status with its length is judged as any other",
+     {"HTTP/1.0 404 Not Found\r\nContent-Length: 4\r\n\r\ngone"},
+     "Status = 404, Data Length to be received = 4\n"
+     "@49 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 45 bytes, Data Length 4\nFILE IS COMPLETE\n",
+     "gone"},
+    {"lines before the status line are skipped; header names are case-blind, types are not",
+     {"garbage before\r\nHTTP/1.0 200 Document follows\r\nCONTENT-LENGTH: 5\r\nContent-Type: Text/HTML\r\nX-Other: 1\r\n\r\nhello"},
+     "Status = 200, Data Length to be received = 5\nContent-Type: Text/HTML\n"
+     "@110 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 105 bytes, Data Length 5\nFILE IS COMPLETE\n",
+     "hello", 0},
     {"no header at all: no verdict", {"just a body\n"}, "@12 bytes received, 127 bytes sent\n", "just a body\n"},
 };
 
@@ -299,5 +388,20 @@ TEST_F(Connection, GrabOfOneDocument) {
         console.replace(console.find('@'), 1, kGrabLogout);
         EXPECT_EQ(Console(), kGrabStart + console + kGrabEnd);
         EXPECT_EQ(dir.Read("out.htm"), row.saved);
+        EXPECT_EQ(Grab.Fetch.IsHtml, row.isHtml);
     }
+}
+
+TEST_F(Connection, GrabRetriesARefusedConnection) {
+    Settings.Standard.Url = 1;
+    Settings.Url.LeavingTimeout = 0;
+    Settings.Url.Retry = 2;
+    ASSERT_EQ(StartFetch(kFetchSaveAs, "http://127.0.0.1:9091/x.htm", "out.htm"), 1);
+    platform::DispatchPendingEvents(kRounds);
+    const std::string attempt = "\nConnecting Local Client <0> to 127.0.0.1:9091,<time>\n"
+                                "ClientMsg, channel 0 WSAGETSELECTERROR 274D0010 !!!\n"
+                                "\nLocal Client <0> Logout 127.0.0.1:9091,<time> \n";
+    EXPECT_EQ(Console(), attempt + "URL Retry n\xB0" "1...\n" + attempt + "URL Retry n\xB0" "2...\n" + attempt +
+                             "0 bytes received, 0 bytes sent\n" + kGrabEnd);
+    EXPECT_TRUE(dir.Exists("out.htm") && dir.Read("out.htm").empty()) << "made, and nothing came";
 }

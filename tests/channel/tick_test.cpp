@@ -19,22 +19,14 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
 constexpr time_t kNow = 1800000000;
 
-class ChannelTimeLimits : public ShellTest {
+class ChannelTimeLimits : public testing_support::MainWindowTest {
 protected:
     void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
+        MainWindowTest::SetUp();
         platform::UseFakeClock(kNow, 0);
         Settings.Server.ServerMode = kHttpModel & ~ModeDuplex;  // an invalid socket is reported
-        frontEnd.printed.clear();
-    }
-    void TearDown() override {
-        platform::UseRealClock();
-        ShellTest::TearDown();
     }
     Channel& Take(int ch, uint16_t state, int idle, int age = 0, uint16_t connected = 1) {
         Channel& c = Channels[ch];
@@ -158,33 +150,6 @@ TEST_F(Progress, NothingIsPrintedWithoutAKnownLengthAndStatus200) {
     Grab.Fetch.NoCrawl = 1;
     ProgressLine(0, 10);
     EXPECT_EQ(frontEnd.printed, "");
-}
-
-TEST_F(Progress, TheResponseHeaderIsParsedLineByLine) {
-    Grab.Fetch.HeaderPhase = kAwaitStatusLine;
-    Grab.Fetch.IsHtml = 1;
-    Grab.Fetch.ContentLength = kUnknownLength;
-    Grab.Fetch.HeaderBytes = 0;
-    Grab.Fetch.Status = 0;
-    auto line = [&](const char* text) {
-        strcpy(Channels[0].Line, text);
-        Channels[0].LineLength = (uint16_t)strlen(text);
-        ParseResponseHeader(MainWindow, 0);
-    };
-    line("garbage before\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kAwaitStatusLine);
-    line("HTTP/1.0 200 Document follows\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kReadingHeader);
-    EXPECT_EQ(Grab.Fetch.Status, 200);
-    line("CONTENT-LENGTH: 1234\r\n");
-    line("Content-Type: Text/HTML\r\n");
-    line("X-Other: 1\r\n");
-    EXPECT_EQ(Grab.Fetch.ContentLength, 1234u);
-    EXPECT_EQ(Grab.Fetch.IsHtml, 0) << "only the header name is case-blind";
-    EXPECT_STREQ(Grab.Fetch.ContentType, "Text/HTML");
-    line("\r\n");
-    EXPECT_EQ(Grab.Fetch.HeaderPhase, kHeaderDone);
-    EXPECT_EQ(Grab.Fetch.HeaderBytes, 16 + 31 + 22 + 25 + 12 + 2);
 }
 
 }  // namespace

@@ -18,15 +18,8 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
-class Dialogs : public ShellTest {
+class Dialogs : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
-        frontEnd.printed.clear();
-    }
     HWND Open(const char* name, DLGPROC proc) {
         HWND dialog = CreateDialogParamA(nullptr, name, MainWindow, proc, 0);
         EXPECT_NE(dialog, nullptr);

@@ -2,7 +2,6 @@
 (python3 -m http.server in a subprocess, or one of Python's library in a thread for requests
 through a proxy); a grab run of the real binary; and the saved pages read back."""
 
-import html.parser
 import http.server
 import os
 import re
@@ -129,25 +128,6 @@ def run_grab(test, words, **kwargs):
     test.assertEqual(g.code, 0, g.out[-3000:].decode("latin-1"))
     test.assertIn(BANNER, g.out)
     return g
-
-
-class LinkParser(html.parser.HTMLParser):
-    LINKS = {("a", "href"), ("area", "href"), ("img", "src"), ("body", "background"), ("input", "src")}
-
-    def __init__(self):
-        super().__init__(convert_charrefs=False)
-        self.links = []
-
-    def handle_starttag(self, tag, attrs):
-        self.links += [(tag, value) for name, value in attrs if (tag, name) in self.LINKS and value is not None]
-
-
-def links_of(data):
-    """(tag, value) of every link of a page, as a browser reads them."""
-    parser = LinkParser()
-    parser.feed(data.decode("latin-1"))
-    parser.close()
-    return parser.links
 
 
 def report_documents(report):

@@ -32,15 +32,6 @@ def ini(sections):
                    for section, keys in sections.items())
 
 
-def merged(*sections):
-    """Settings dicts merged section by section, later ones winning."""
-    result = {}
-    for settings in sections:
-        for section, keys in (settings or {}).items():
-            result.setdefault(section, {}).update(keys)
-    return result
-
-
 def write_files(root, files):
     for name, content in files.items():
         path = os.path.join(root, name)
@@ -195,20 +186,14 @@ def start(test, *args, **kwargs):
     return k
 
 
-def start_server(test, home, server=None, standard=1, extra=None, port=None):
+def start_server(test, home, server=None, standard=1, extra=None):
     """korvel -server on home, with a tag.map, closed when the test ends; returns (Korvel, port)."""
-    port = port or free_port()
-    settings = merged({"Server": {"ServerPort": port, "HomeDir": home}, "Standard": {"Server": standard}},
-                      {"Server": server or {}}, extra)
+    port = free_port()
+    settings = dict(extra or {}, Server=dict({"ServerPort": port, "HomeDir": home}, **(server or {})),
+                    Standard={"Server": standard})
     k = start(test, ["-server"], settings=settings, tags=True)
     k.wait_for("Server is ready on port %d\n" % port)
     return k, port
-
-
-def start_proxy(test, home, target_port, **server):
-    """korvel -server relaying every request to 127.0.0.1:target_port; returns (Korvel, port)."""
-    return start_server(test, home, dict({"ServerDef": 1, "ServerProxy": 1, "ProxyHost": "127.0.0.1",
-                                          "ProxyPort": target_port}, **server))
 
 
 def http_get(port, raw_request, timeout=10.0):
@@ -279,10 +264,6 @@ class TcpService:
         if self.conn:
             self.conn.close()
         self.listener.close()
-
-
-def run_tool(args, timeout=30.0, **kwargs):
-    return subprocess.run(args, capture_output=True, timeout=timeout, **kwargs)
 
 
 def have(tool):

@@ -155,34 +155,6 @@ class ImmediateAnswers(CgiTest):
         self.assertEqual(read_file(self.guests), b"name\nJo\nAnn\ntext\nHi!\n--\n")
         self.assertEqual(os.listdir(self.site).count("ch0_01"), 0, "no pipe files")
 
-    def test_a_key_missing_from_the_map_gets_the_error_page_with_status_200(self):
-        k, port = self.serve("cgi-dosother y h %s\n" % self.prog("answer.sh"))
-        answer = http_get(port, b"GET /cgi-dosnone?a=1 HTTP/1.0\r\n\r\n")
-        self.assertEqual(answer, header(len(STDER)) + STDER)
-        out = k.wait_for("\nSending file <0> %s/stder.htm ...\n" % self.site)
-        self.assertIn(b"\nCGI-Call = cgi-dosnone a 1\n", out)
-        self.assertNotIn(b"Executing", out)
-
-    def test_map_lines_with_missing_words_are_reported_and_the_search_goes_on(self):
-        cgi_map = ("cgi-dosw\n"
-                   "cgi-dosw y\n"
-                   "cgi-dosother n h %s\n"
-                   "cgi-dosw y h\n"
-                   "cgi-dosw n h %s %s\n" % (self.prog("answer.sh"), self.prog("guest.sh"), self.guests))
-        k, port = self.serve(cgi_map)
-        self.assertEqual(http_get(port, b"GET /cgi-dosw?x HTTP/1.0\r\n\r\n"), STDACK)
-        k.wait_for("\nCGI-Call = cgi-dosw x\n"
-                   "cgi-dos file, line 1, word 2 is missing\n"
-                   "cgi-dos file, line 2, word 3 is missing\n"
-                   "cgi-dos file, line 4, word 4 is missing\n")
-        k.wait_for("Executing <0> [%s %s x] ...\n" % (self.prog("guest.sh"), self.guests))
-
-    def test_a_program_that_does_not_exist_is_answered_with_the_cgi_error_page(self):
-        k, port = self.serve("cgi-dosgone n h %s/nothing.sh\n" % self.progs)
-        self.assertEqual(http_get(port, b"GET /cgi-dosgone?x HTTP/1.0\r\n\r\n"), CGIERR)
-        k.wait_for("Executing <0> [%s/nothing.sh x] ...\nCGILauch, WinExec error [2]\n" % self.progs)
-        k.wait_for("\nSending file <0> %s/cgierr.htm ...\n" % self.site)
-
     def test_shell_characters_in_a_query_reach_the_program_as_plain_arguments(self):
         cgi_map = ("cgi-dosguest n h %s %s\ncgi-dosecho y h %s\n"
                    % (self.prog("guest.sh"), self.guests, self.prog("answer.sh")))
@@ -256,16 +228,6 @@ class ProgramLimit(CgiTest):
         self.assertLess(out.index("Executing <1>"), out.index("Remote Client <0> Logout"))
         self.assertNotIn("Sending file <0>", out, "the answer of a client that left is not sent")
         self.assertEqual(self.site_file("ch0_01.tok"), (self.site + "/ch0_01").encode())
-
-    def test_without_cgisynchro_a_client_that_left_stops_counting_at_once(self):
-        k, port = self.leave_during_a_slow_call(0, 6)
-        out = k.wait_for("Remote Client <0> Logout").decode("latin-1")
-        self.assertEqual(self.site_file("ch0_01.tok"), b"", "its program still runs")
-        self.assertNotIn("CGICheck", out)
-        answer = http_get(port, b"GET /cgi-dosquick?b HTTP/1.0\r\n\r\n", timeout=20)
-        self.assertEqual(answer, b"Answer of ch0_02\n[b]\n")
-        out = k.wait_for("\nSending file <0> %s/ch0_02 ...\n" % self.site).decode("latin-1")
-        self.assertNotIn("Delaying", out)
 
 
 class ExampleSite(unittest.TestCase):

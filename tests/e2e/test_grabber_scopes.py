@@ -4,7 +4,7 @@ korvel's own proxy."""
 import unittest
 
 from grabsite import OriginServer, PythonServer, port_text, run_grab
-from korvel import start_proxy, temp_dir, write_files
+from korvel import start_server, temp_dir, write_files
 
 # The start page lives in /a/; its links go to the same directory, below it, above it, and to
 # another host name for the same server.
@@ -71,7 +71,15 @@ class Limits(unittest.TestCase):
         g = run_grab(self, ["-o", "0", "-u", server.url("/index.htm")], url_settings={"MaxIMG": 2})
         self.assertEqual(g.file("01index.htm"), b'<p><img src="02a.gif"> <img src="02a.gif"> <img src="03b.gif"')
         self.assertEqual(g.saved(), ["01index.htm", "02a.gif", "03b.gif", "kvdir.htm"])
-        self.assertIn(b"2 image(s) detected\n", g.out)
+        self.assertIn(b"Marking Reference Page ...\nBrowsing Image(s) ...\n2 image(s) detected\n", g.out)
+        self.assertNotIn(b"Order", g.out)
+
+    def test_a_start_page_that_is_not_html_is_never_browsed(self):
+        server = PythonServer(self, files={"t.txt": '<a href="p.htm">p</a>'})
+        g = run_grab(self, ["-o", "1", "-u", server.url("/t.txt")])
+        self.assertIn(b"Status = 200, Data Length to be received = 21\nContent-Type: text/plain\n", g.out)
+        self.assertNotIn(b"Browsing", g.out)
+        self.assertEqual(g.file("01t.txt"), b'<a href="p.htm">p</a>')
 
 
     def test_past_the_image_limit_a_page_takes_what_the_work_file_last_held(self):
@@ -95,7 +103,8 @@ class ThroughAProxy(unittest.TestCase):
     def test_a_grab_through_korvels_proxy_mode(self):
         root, origin = self.origin({"d/index.htm": '<a href="x.htm">x</a><img src="i.gif">', "d/x.htm": "x page",
                                     "d/i.gif": "GIF"})
-        proxy, proxy_port = start_proxy(self, root, origin.port, LeavingTimeout=0)
+        proxy, proxy_port = start_server(self, root, {"ServerDef": 1, "ServerProxy": 1, "ProxyHost": "127.0.0.1",
+                                                      "ProxyPort": origin.port, "LeavingTimeout": 0})
         # The document's host is a name the proxy's side alone would have to know.
         g = run_grab(self, ["-o", "1", "-u", "http://www.example.invalid/d/index.htm"],
                      url_settings={"ProxyHost": "127.0.0.1", "Port": proxy_port})
@@ -107,13 +116,6 @@ class ThroughAProxy(unittest.TestCase):
         self.assertEqual(g.file("03i.gif"), b"GIF")
         self.assertIn(b'<a href="http://www.example.invalid/d/x.htm">', g.report())
         self.assertEqual(g.out.count(b"\nConnecting Local Client <0> to 127.0.0.1:%d," % proxy_port), 3)
-
-    def test_a_port_other_than_80_is_named_in_the_proxy_request(self):
-        root, origin = self.origin({"x.htm": "x"})
-        g = run_grab(self, ["-u", "http://h.invalid:8080/x.htm", "-n", "x.htm"],
-                     url_settings={"ProxyHost": "127.0.0.1", "Port": origin.port})
-        self.assertEqual(origin.lines, ["GET http://h.invalid:8080/x.htm HTTP/1.0"])
-        self.assertIn(b"http://h.invalid/x.htm", g.report(), "no port text in the report through a proxy")
 
 
 if __name__ == "__main__":

@@ -269,17 +269,20 @@ TEST_F(TuiForm, TheMouseFocusesAndClicksControls) {
 }
 
 TEST_F(TuiForm, AFormIsDrawnFromItsModel) {
-    EXPECT_EQ(canvas.RowText(0), "┌────────────── Form Test ───────────────┐");
-    EXPECT_EQ(canvas.RowText(1), "│ Name  abc                              │");
-    EXPECT_EQ(canvas.RowText(2), "│ [ ] Flag                               │");
-    EXPECT_EQ(canvas.RowText(3), "│ ( ) One   (*) Two   ( ) Three          │");
-    EXPECT_EQ(canvas.RowText(4), "│ [ ] Greyed                             │");
-    EXPECT_EQ(canvas.RowText(5), "│ HTTP 0.9   ▼       a          ▲        │");
-    EXPECT_EQ(canvas.RowText(9), "│  < OK >    < Cancel >                  │");
-    EXPECT_EQ(canvas.At(1, 1).style, Style::Dialog);
+    std::string rows;
+    for (int y : {0, 1, 2, 3, 4, 5, 9}) rows += canvas.RowText(y) + "\n";
+    EXPECT_EQ(rows,
+              "┌────────────── Form Test ───────────────┐\n"
+              "│ Name  abc                              │\n"
+              "│ [ ] Flag                               │\n"
+              "│ ( ) One   (*) Two   ( ) Three          │\n"
+              "│ [ ] Greyed                             │\n"
+              "│ HTTP 0.9   ▼       a          ▲        │\n"
+              "│  < OK >    < Cancel >                  │\n");
+    const std::pair<int, Style> styles[] = {{1, Style::Dialog},         {8, Style::EditSelected},  // the edit has the
+                                            {12, Style::EditFocused}};                              // keyboard, its text selected
+    for (const auto& [x, style] : styles) EXPECT_EQ(canvas.At(x, 1).style, style) << x;
     EXPECT_TRUE(canvas.At(2, 1).underline);  // N of &Name
-    EXPECT_EQ(canvas.At(8, 1).style, Style::EditSelected);  // the edit has the keyboard, its text selected
-    EXPECT_EQ(canvas.At(12, 1).style, Style::EditFocused);
     EXPECT_EQ(canvas.At(6, 4).style, Style::DialogGrey);
     EXPECT_EQ(canvas.At(4, 9).style, Style::ButtonDefault);
     EXPECT_EQ(canvas.At(14, 9).style, Style::Button);

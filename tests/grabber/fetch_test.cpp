@@ -131,6 +131,12 @@ TEST_F(Completion, WhatTheServerSentIsWrittenAsTextIntoTheReport) {
                             "Content text/html&lt;script&gt;alert(&quot;&amp;&quot;)&lt;/script&gt; File_OK");
 }
 
+TEST_F(Completion, ThroughAProxyTheReportNamesNoPort) {
+    strcpy(Settings.Url.ProxyHost, "proxy");
+    Complete(1100, 1000);
+    EXPECT_NE(Report().find(">Document http://srv/d/x.htm</a>"), std::string::npos) << Report();
+}
+
 TEST_F(Completion, HttpZeroNineHasNoVerdict) {
     Settings.Standard.Url = 0;
     Grab.Fetch.HeaderBytes = 0;

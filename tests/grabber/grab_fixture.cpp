@@ -14,14 +14,7 @@ namespace grab_testing {
 
 void ResetGrabState() {
     ReleaseLinkLists();
-    Grab.Fetch = FetchRecord{};
-    Grab.GrabActive = 0;
-    Grab.RetriesLeft = 0;
-    Grab.PageCount = 0;
-    Grab.ImageCount = 0;
-    Grab.ReferenceUrl = ReferencePage{};
-    Grab.ReferenceName[0] = '\0';
-    Grab.HomeBase[0] = '\0';
+    Grab = GrabRecord{};
     ResetCrawlState();
     strcpy(Settings.UrlRun.Index, "00");
 }
@@ -48,8 +41,6 @@ std::string GrabTest::TakePrinted() {
     frontEnd.printed.clear();
     return text;
 }
-
-void GrabTest::OpenLists() { ASSERT_TRUE(OpenLinkLists()); }
 
 UrlRecord GrabTest::Record(const char* host, const char* base, const char* file, int16_t port,
                            const char* localName) {

@@ -28,7 +28,7 @@ protected:
 };
 
 TEST_F(LinkLists, RefusesFilesThatAreNotOneOfTheLists) {
-    OpenLists();
+    ASSERT_TRUE(OpenLinkLists());
     UrlRecord r{};
     EXPECT_EQ(GetSet(&r, kSetRecord, 0, nullptr), 0);
     EXPECT_EQ(TakePrinted(), "GetSet, File = NULL\n");
@@ -40,7 +40,7 @@ TEST_F(LinkLists, RefusesFilesThatAreNotOneOfTheLists) {
 }
 
 TEST_F(LinkLists, ARecordIsItsFieldsAtFixedOffsets) {
-    OpenLists();
+    ASSERT_TRUE(OpenLinkLists());
     delete[] Grab.PageList.cache;  // direct reads and writes
     Grab.PageList.cache = nullptr;
     UrlRecord r = Record("host", "/b/", "f.htm", -2, "01f.htm");
@@ -60,7 +60,7 @@ TEST_F(LinkLists, ARecordIsItsFieldsAtFixedOffsets) {
 }
 
 TEST_F(LinkLists, CachedBlocksStartEvery32768BytesAndOverlapBy128) {
-    OpenLists();
+    ASSERT_TRUE(OpenLinkLists());
     for (int i = 0; i < 64; ++i) {
         UrlRecord r = Numbered(i);
         ASSERT_EQ(GetSet(&r, kSetRecord, (int16_t)i, Grab.PageList.file), 1);
@@ -93,7 +93,7 @@ TEST_F(LinkLists, CachedBlocksStartEvery32768BytesAndOverlapBy128) {
 }
 
 TEST_F(LinkLists, ReadsFromTheFileAlwaysEndTheirTexts) {
-    OpenLists();
+    ASSERT_TRUE(OpenLinkLists());
     delete[] Grab.ImageList.cache;
     Grab.ImageList.cache = nullptr;
     std::string junk(514, 'x');

@@ -30,7 +30,7 @@ class Rewriting : public GrabTest {
 protected:
     void SetUp() override {
         GrabTest::SetUp();
-        OpenLists();
+        ASSERT_TRUE(OpenLinkLists());
         CopyText(Grab.ReferenceUrl.host, "srv");
         CopyText(Grab.ReferenceUrl.base, "/a/");
         Grab.ReferenceUrl.port = 80;

@@ -57,13 +57,13 @@ TEST_F(PingDialogTest, RefreshShowsTheSettingsInTheIdleOrBusyLook) {
     EXPECT_EQ(Field(122), "payload");
     EXPECT_EQ(Field(123), "5");
     EXPECT_EQ(Field(127), "7");
-    EXPECT_FALSE(Checked(142));
+    EXPECT_FALSE(IsDlgButtonChecked(PingDialog, 142));
 
     ping::Run.PingAuto = 1;
     ping::Run.ShowEcho = 1;
     Refresh();
     ExpectLook(true);
-    EXPECT_TRUE(Checked(142));
+    EXPECT_TRUE(IsDlgButtonChecked(PingDialog, 142));
     ping::Run.PingAuto = 0;
     HoldSocket();
     Refresh();
@@ -79,8 +79,9 @@ TEST_F(PingDialogTest, AHiddenDialogIsNotRefreshed) {
     ExpectLook(false);
 }
 
-// Start reads every field. A socket is held open meanwhile, so that the ping box refuses to
-// start a run and the fields show what was read; then the dialog is made idle again.
+// Start reads every field (host and data cut to 79 characters). A socket is held open
+// meanwhile, so that the ping box refuses to start a run and the fields show what was read;
+// then the dialog is made idle again.
 TEST_F(PingDialogTest, StartReadsTheFieldsAndKeepsSettingsThatDoNotRead) {
     SetDlgItemTextA(PingDialog, 124, "send");
     SetDlgItemTextA(PingDialog, 125, "reply");
@@ -113,13 +114,10 @@ TEST_F(PingDialogTest, StartReadsTheFieldsAndKeepsSettingsThatDoNotRead) {
     EXPECT_EQ(ping::Run.PingTimeout, -25536);
     EXPECT_EQ(Field(123), "4294941760");
     EXPECT_EQ(ping::Run.PingAuto, 0) << "PING Auto asked, the ping box refused";
-}
-
-TEST_F(PingDialogTest, HostAndDataAreCutTo79Characters) {
     Type(121, std::string(100, 'h').c_str());
     Type(122, std::string(100, 'd').c_str());
     StartRefused(1);
-    EXPECT_EQ(std::string(ping::Run.PingHost), std::string(79, 'h'));
+    EXPECT_EQ(std::string(ping::Run.PingHost), std::string(79, 'h')) << "cut to 79 characters";
     EXPECT_EQ(std::string(ping::Run.PingData), std::string(79, 'd'));
 }
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "support/posix_peer.h"
 #include "platform/winsock.h"
+#include "support/posix_peer.h"
 #include "support/shell_fixture.h"
 
 namespace ping_testing {
@@ -17,7 +17,6 @@ void ResetPingState();
 class PingTest : public testing_support::ShellTest {
 protected:
     static constexpr time_t kNow = 1800000000;
-    static constexpr DWORD kStartMs = 50000;
 
     void SetUp() override;
     void TearDown() override;
@@ -25,26 +24,23 @@ protected:
     // Puts a non-blocking UDP socket in the place of the raw socket and aims TargetAddress at
     // the peer, as if ConnectICMP had set the target. False when the sockets cannot be made.
     bool UseFakeSocket();
-    // A raw ICMP socket opened by the engine itself; false (the test should skip) without the
-    // privilege.
-    static bool RawSocketsAllowed();
 
-    // The peer's side.
+    // The peer's side; it answers an echo like a host: type 0, the rest as it came.
     void PeerSends(const peer::Bytes& datagram);
-    peer::Bytes PeerReceives(int timeoutMs = 2000);
-    // The peer answers the echo it received like a host: type 0, the rest as it came.
-    void PeerAnswers(const peer::Bytes& echo);
+    peer::Bytes PeerReceives(int timeoutMs = 2000) { return peer::Receive(peer, timeoutMs); }
+    void PeerAnswers(peer::Bytes echo) {
+        echo[0] = 0;
+        PeerSends(peer::WithChecksum(echo));
+    }
     // Lets the engine read one datagram once it has arrived.
     void EngineReads();
 
     std::string Field(int id);
     bool Enabled(int id);
-    bool Checked(int id);
     std::string Title();
     std::string Stamp();
 
     int peer = -1;
-    uint16_t peerPort = 0;
 };
 
 }  // namespace ping_testing

@@ -1,14 +1,12 @@
 #include "platform/files.h"
 
 #include <cerrno>
-#include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 #include "support/temp_dir.h"
@@ -88,65 +86,44 @@ TEST_F(FilesTest, ExistsRemoveAndMissingFiles) {
 
 // ---- Opening denying write ----
 
-// Another process that holds a file open (with the given open flags) until released. Every
-// wait is bounded: the child gives up after ten seconds, the parent waits at most five.
+// Another process that holds a file open (with the given open flags) until released; it ends
+// by itself after ten seconds, and the parent waits at most five for it to hold the file.
 class HoldingProcess {
 public:
     HoldingProcess(const std::string& path, int flags) {
-        int report[2], release[2];
-        if (pipe(report) != 0 || pipe(release) != 0) return;
+        int report[2];
+        if (pipe(report) != 0) return;
         pid_ = fork();
-        if (pid_ == 0) RunChild(path, flags, report[1], release[0], release[1]);
+        if (pid_ == 0) {
+            alarm(10);
+            char answer = open(path.c_str(), flags) >= 0 ? '1' : '0';
+            if (write(report[1], &answer, 1) == 1) pause();
+            _exit(0);
+        }
         close(report[1]);
-        close(release[0]);
         fromChild_ = report[0];
-        toChild_ = release[1];
     }
-
     ~HoldingProcess() {
         Release();
         if (fromChild_ >= 0) close(fromChild_);
     }
-
     // Waits until the child holds the file; false when it could not open it.
     bool Holding() {
         pollfd ready = {fromChild_, POLLIN, 0};
         char answer = 0;
         return pid_ > 0 && poll(&ready, 1, 5000) == 1 && read(fromChild_, &answer, 1) == 1 && answer == '1';
     }
-
-    // Lets the child close the file and end, and collects it.
+    // Ends the child, which closes the file, and collects it.
     void Release() {
-        if (toChild_ >= 0) close(toChild_);
-        toChild_ = -1;
         if (pid_ <= 0) return;
-        bool ended = false;
-        for (int i = 0; i < 500 && !ended; ++i) {
-            ended = waitpid(pid_, nullptr, WNOHANG) != 0;
-            if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        if (!ended) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
         pid_ = -1;
     }
 
 private:
-    [[noreturn]] static void RunChild(const std::string& path, int flags, int report, int release, int ownEnd) {
-        close(ownEnd);
-        int fd = open(path.c_str(), flags);
-        char answer = fd >= 0 ? '1' : '0';
-        if (write(report, &answer, 1) != 1) _exit(1);
-        pollfd wait = {release, POLLIN, 0};
-        poll(&wait, 1, 10000);
-        if (fd >= 0) close(fd);
-        _exit(0);
-    }
-
     pid_t pid_ = -1;
     int fromChild_ = -1;
-    int toChild_ = -1;
 };
 
 class DenyWriteTest : public FilesTest {

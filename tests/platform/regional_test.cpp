@@ -2,7 +2,6 @@
 #include <locale.h>
 
 #include "platform/profile.h"
-#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using testing_support::ScopedEnv;
@@ -58,46 +57,34 @@ TEST_F(RegionalTest, DefaultsWithoutFileOrRealLocaleAndForOtherSections) {
     EXPECT_EQ(Text("iDate", "x", nullptr), "x");
 }
 
-// The values a locale's formats imply.
+// The values a locale's formats imply, "-" where a format implies none (a separator that is not
+// a single byte).
 TEST(RegionalFormats, DerivedFromDateAndTimeFormats) {
-    struct Case {
+    const struct {
         platform::LocaleTimeFormats formats;
-        const char* iDate;
-        const char* sDate;  // null: no single-byte separator
-        const char* iTime;
-        const char* sTime;
+        const char* values;  // iDate|sDate|iTime|sTime|s1159|S2359
+    } rows[] = {
+        {{"%m/%d/%y", "%r", "AM", "PM"}, "0|/|0|:|AM|PM"},
+        {{"%d.%m.%Y", "%T", "", ""}, "1|.|1|:||"},
+        {{"%F", "%H.%M.%S", "fm", "em"}, "2|-|1|.|fm|em"},
+        {{"%D", "%R", "AM", "PM"}, "0|/|1|:|AM|PM"},
+        {{"%-m/%-d/%Y", "%I:%M:%S %p", "AM", "PM"}, "0|/|0|:|AM|PM"},
+        {{"%e %b %Y", "%k:%M", "", ""}, "1| |1|:||"},
+        {{"%Ey-%m-%d", "%l.%M %p", "a", "p"}, "2|-|0|.|a|p"},
+        {{"%Y\xe5\xb9\xb4%m\xe6\x9c\x88%d\xe6\x97\xa5", "%H\xe6\x99\x82%M", "", ""}, "2|-|1|:||"},
+        {{"%d%m%Y", "%H%M%S", "", ""}, "1|-|1|:||"},
     };
-    const Case cases[] = {
-        {{"%m/%d/%y", "%r", "AM", "PM"}, "0", "/", "0", ":"},
-        {{"%d.%m.%Y", "%T", "", ""}, "1", ".", "1", ":"},
-        {{"%F", "%H.%M.%S", "fm", "em"}, "2", "-", "1", "."},
-        {{"%D", "%R", "AM", "PM"}, "0", "/", "1", ":"},
-        {{"%-m/%-d/%Y", "%I:%M:%S %p", "AM", "PM"}, "0", "/", "0", ":"},
-        {{"%e %b %Y", "%k:%M", "", ""}, "1", " ", "1", ":"},
-        {{"%Ey-%m-%d", "%l.%M %p", "a", "p"}, "2", "-", "0", "."},
-        {{"%Y\xe5\xb9\xb4%m\xe6\x9c\x88%d\xe6\x97\xa5", "%H\xe6\x99\x82%M", "", ""}, "2", nullptr, "1", ":"},
-        {{"%d%m%Y", "%H%M%S", "", ""}, "1", nullptr, "1", ":"},
-    };
-    for (const Case& c : cases) {
-        std::string value;
-        const char* date = c.formats.dateFormat;
-        EXPECT_TRUE(platform::RegionalValueFromFormats(c.formats, "iDate", &value));
-        EXPECT_EQ(value, c.iDate) << date;
-        EXPECT_EQ(platform::RegionalValueFromFormats(c.formats, "sDate", &value), c.sDate != nullptr) << date;
-        if (c.sDate) {
-            EXPECT_EQ(value, c.sDate) << date;
+    for (const auto& row : rows) {
+        std::string values;
+        for (const char* key : {"iDate", "sDate", "iTime", "sTime", "s1159", "S2359"}) {
+            std::string value;
+            values += (values.empty() ? "" : "|") +
+                      (platform::RegionalValueFromFormats(row.formats, key, &value) ? value : std::string("-"));
         }
-        EXPECT_TRUE(platform::RegionalValueFromFormats(c.formats, "iTime", &value));
-        EXPECT_EQ(value, c.iTime) << c.formats.timeFormat;
-        EXPECT_TRUE(platform::RegionalValueFromFormats(c.formats, "sTime", &value));
-        EXPECT_EQ(value, c.sTime) << c.formats.timeFormat;
-        EXPECT_TRUE(platform::RegionalValueFromFormats(c.formats, "s1159", &value));
-        EXPECT_EQ(value, c.formats.am);
-        EXPECT_TRUE(platform::RegionalValueFromFormats(c.formats, "S2359", &value));
-        EXPECT_EQ(value, c.formats.pm);
+        EXPECT_EQ(values, row.values) << row.formats.dateFormat << " " << row.formats.timeFormat;
     }
     std::string value = "unchanged";
-    EXPECT_FALSE(platform::RegionalValueFromFormats(cases[0].formats, "sList", &value));
+    EXPECT_FALSE(platform::RegionalValueFromFormats(rows[0].formats, "sList", &value));
     EXPECT_EQ(value, "unchanged");
 }
 

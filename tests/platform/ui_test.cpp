@@ -1,5 +1,5 @@
-// The UI model: dialogs from templates, the modal loop, controls and what a user does to
-// them, menus.
+// The UI model: dialogs from templates, controls and what a user does to them, menus. (The
+// modal loop is run by every modal dialog of the end-to-end and terminal tests.)
 
 #include <gtest/gtest.h>
 
@@ -32,11 +32,9 @@ const DialogTemplate kTest = {
 const MenuTemplate kMenu = {"menu", {{"File", {{101, "Open"}, {102, "Close"}}}}};
 
 std::vector<std::string> commands;
-int initCount = 0;
 
 INT_PTR TestProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_INITDIALOG) {
-        ++initCount;
         SetDlgItemTextA(dialog, 121, (const char*)lParam);
         return TRUE;
     }
@@ -64,45 +62,13 @@ protected:
         RegisterClassExA(&cls);
         owner = CreateWindowExA(0, "owner", "o", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
         commands.clear();
-        initCount = 0;
     }
     void TearDown() override {
         platform::ResetWindows();
         platform::ResetUi();
     }
-    // A window whose procedure gets a WM_TIMER every 10 ms: it keeps a modal loop turning.
-    static HWND TimerWindow(const char* name, WNDPROC proc) {
-        WNDCLASSEXA cls{};
-        cls.lpfnWndProc = proc;
-        cls.lpszClassName = name;
-        RegisterClassExA(&cls);
-        HWND window = CreateWindowExA(0, name, name, 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-        SetTimer(window, 1, 10, nullptr);
-        return window;
-    }
     HWND owner = nullptr;
 };
-
-TEST_F(UiModel, AModalDialogRunsItsOwnLoopUntilEndDialog) {
-    // A timer keeps the loop turning; its handler acts as the user would.
-    struct Clicker {
-        static LRESULT Proc(HWND, UINT message, WPARAM, LPARAM) {
-            if (message == WM_TIMER) {
-                HWND dialog = platform::ActiveModalDialog();
-                platform::UserSetText(dialog, 121, "typed");
-                platform::UserClick(dialog, 141);
-                platform::UserClick(dialog, 1);
-            }
-            return 0;
-        }
-    };
-    TimerWindow("clicker", Clicker::Proc);
-    INT_PTR result = DialogBoxParamA(nullptr, "test_dialog", owner, TestProc, (LPARAM) "start");
-    EXPECT_EQ(result, 77);
-    EXPECT_EQ(commands, (std::vector<std::string>{"141/0", "1/0"}));
-    EXPECT_TRUE(platform::Dialogs().empty()) << "the dialog is destroyed when it ends";
-    EXPECT_TRUE(IsWindowEnabled(owner)) << "the owner is enabled again";
-}
 
 TEST_F(UiModel, AMissingTemplateOrProcedureCannotBeCreated) {
     EXPECT_EQ(DialogBoxParamA(nullptr, "NOPE", owner, TestProc, 0), -1);

@@ -21,6 +21,18 @@ protected:
         int n = recv(s, &buffer[0], length, 0);
         return n >= 0 ? buffer.substr(0, (size_t)n) : "<error " + std::to_string(WSAGetLastError()) + ">";
     }
+    // A socket of this process connecting to `port`, selecting FD_CONNECT and FD_CLOSE; the
+    // connect is under way.
+    SOCKET Connecting(uint16_t port) {
+        SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+        EXPECT_EQ(WSAAsyncSelect(s, window, kMessage, FD_CONNECT | FD_CLOSE), 0);
+        SOCKADDR_IN to = Loopback(port);
+        EXPECT_EQ(connect(s, (const SOCKADDR*)&to, sizeof to), SOCKET_ERROR);
+        EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+        EXPECT_TRUE(Until(s, FD_CONNECT, 1));
+        Settle();
+        return s;
+    }
 };
 
 TEST_F(WinsockEvents, AcceptIsPostedOncePerAcceptCall) {
@@ -69,8 +81,7 @@ TEST_F(WinsockEvents, AcceptIsPostedOncePerAcceptCall) {
 }
 
 TEST_F(WinsockEvents, AcceptedSocketIsBlockingAndSilentUntilItsOwnSelect) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd);
+    auto [s, fd] = Accepted();
     ASSERT_NE(s, INVALID_SOCKET);
     EXPECT_FALSE(peer::IsNonBlocking((int)s));
     ASSERT_TRUE(peer::Write(fd, "early"));
@@ -80,16 +91,14 @@ TEST_F(WinsockEvents, AcceptedSocketIsBlockingAndSilentUntilItsOwnSelect) {
     // Selecting makes it non-blocking; the waiting data and the room to write are reported.
     ASSERT_EQ(WSAAsyncSelect(s, window, kMessage, FD_READ | FD_WRITE | FD_CLOSE), 0);
     EXPECT_TRUE(peer::IsNonBlocking((int)s));
-    ASSERT_TRUE(PumpUntil([&] { return Count(s, FD_READ) == 1 && Count(s, FD_WRITE) == 1; }));
+    ASSERT_TRUE(PumpUntil([&, s = s] { return Count(s, FD_READ) == 1 && Count(s, FD_WRITE) == 1; }));
     Settle();
     EXPECT_EQ(EventsFor(s).size(), 2u);
     EXPECT_EQ(Receive(s, 64), "early");
-    closesocket(s);
 }
 
 TEST_F(WinsockEvents, ReadIsPostedOncePerBurstAndAgainAfterEachRecv) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
+    auto [s, fd] = Accepted(FD_READ | FD_CLOSE);
     ASSERT_TRUE(peer::Write(fd, "hello"));
     ASSERT_TRUE(peer::Write(fd, "world"));
     ASSERT_TRUE(Until(s, FD_READ, 1));
@@ -109,20 +118,17 @@ TEST_F(WinsockEvents, ReadIsPostedOncePerBurstAndAgainAfterEachRecv) {
     ASSERT_TRUE(Until(s, FD_READ, 3));
     EXPECT_EQ(Receive(s, 64), "again");
     EXPECT_EQ(EventsFor(s), (Events{Reply(FD_READ), Reply(FD_READ), Reply(FD_READ)}));
-    closesocket(s);
 }
 
 TEST_F(WinsockEvents, WriteComesOnceAndAgainOnlyAfterWouldBlock) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_WRITE | FD_CLOSE, 4096);  // a small window fills up soon
+    auto [s, fd] = Accepted(FD_READ | FD_WRITE | FD_CLOSE, 4096);  // a small window fills up soon
     ASSERT_TRUE(Until(s, FD_WRITE, 1));
     EXPECT_EQ(EventsFor(s), Events{Reply(FD_WRITE)});
 
     // Successful sends do not re-enable FD_WRITE.
     std::string chunk(16384, 'x');
-    size_t sent = 0;
     for (int i = 0; i < 2; ++i) ASSERT_EQ(send(s, chunk.data(), 100, 0), 100);
-    sent += 200;
+    size_t sent = 200;
     Settle();
     EXPECT_EQ(Count(s, FD_WRITE), 1);
 
@@ -136,26 +142,19 @@ TEST_F(WinsockEvents, WriteComesOnceAndAgainOnlyAfterWouldBlock) {
     EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
 
     size_t drained = 0;
-    auto drain = [&] { drained += peer::ReadAvailable(fd).size(); };
-    ASSERT_TRUE(PumpUntil([&] { return Count(s, FD_WRITE) == 2; }, 5000, drain));
+    auto drain = [&, fd = fd] { drained += peer::ReadAvailable(fd).size(); };
+    ASSERT_TRUE(PumpUntil([&, s = s] { return Count(s, FD_WRITE) == 2; }, 5000, drain));
     ASSERT_TRUE(PumpUntil([&] { return drained == sent; }, 5000, drain));
     Settle(drain);
     EXPECT_EQ(Count(s, FD_WRITE), 2);
     EXPECT_EQ(drained, sent);
-    closesocket(s);
 }
 
-TEST_F(WinsockEvents, ConnectSucceedsWithErrorZeroThenOneWriteAfterReselect) {
+TEST_F(WinsockEvents, ConnectEndsWithOneConnectCarryingTheErrorInTheHighWord) {
     uint16_t port;
     int listener = Keep(peer::Listen(&port));
     ASSERT_GE(listener, 0);
-    SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(WSAAsyncSelect(s, window, kMessage, FD_CONNECT | FD_CLOSE), 0);
-    SOCKADDR_IN to = Loopback(port);
-    EXPECT_EQ(connect(s, (const SOCKADDR*)&to, sizeof to), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
-    ASSERT_TRUE(Until(s, FD_CONNECT, 1));
-    Settle();
+    SOCKET s = Connecting(port);
     EXPECT_EQ(EventsFor(s), Events{Reply(FD_CONNECT)}) << "FD_WRITE is not selected yet";
 
     // Selecting FD_WRITE on the connected socket gives exactly one.
@@ -170,26 +169,16 @@ TEST_F(WinsockEvents, ConnectSucceedsWithErrorZeroThenOneWriteAfterReselect) {
     EXPECT_EQ(send(s, request.data(), (int)request.size(), 0), (int)request.size());
     EXPECT_EQ(peer::ReadExactly(fd, request.size(), 2000), request);
     closesocket(s);
-}
 
-TEST_F(WinsockEvents, RefusedConnectCarriesConnRefusedInTheHighWord) {
-    uint16_t port;
     ASSERT_GE(Keep(peer::BoundOnly(&port)), 0);  // bound, not listening: connects are refused
-    SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_EQ(WSAAsyncSelect(s, window, kMessage, FD_CONNECT | FD_CLOSE), 0);
-    SOCKADDR_IN to = Loopback(port);
-    EXPECT_EQ(connect(s, (const SOCKADDR*)&to, sizeof to), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
-    ASSERT_TRUE(Until(s, FD_CONNECT, 1));
-    Settle();
-    ASSERT_EQ(EventsFor(s), Events{Reply(FD_CONNECT, WSAECONNREFUSED)}) << "no FD_CLOSE after a failed connect";
+    s = Connecting(port);
+    EXPECT_EQ(EventsFor(s), Events{Reply(FD_CONNECT, WSAECONNREFUSED)}) << "no FD_CLOSE after a failed connect";
     EXPECT_EQ(WSAGETSELECTERROR(EventsFor(s)[0]), 10061);
     closesocket(s);
 }
 
 TEST_F(WinsockEvents, GracefulCloseWaitsUntilTheDataWasRead) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
+    auto [s, fd] = Accepted(FD_READ | FD_CLOSE);
     ASSERT_TRUE(peer::Write(fd, "0123456789"));
     ClosePeer(fd);
     ASSERT_TRUE(Until(s, FD_READ, 1));
@@ -206,54 +195,42 @@ TEST_F(WinsockEvents, GracefulCloseWaitsUntilTheDataWasRead) {
     Settle();
     EXPECT_EQ(EventsFor(s), (Events{Reply(FD_READ), Reply(FD_READ), Reply(FD_CLOSE)}));
     EXPECT_EQ(Receive(s, 64), "") << "end of stream";
-    closesocket(s);
 }
 
-TEST_F(WinsockEvents, DataAndCloseInOneGoReadInTheWindowProcedure) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd);
-    std::string received;
-    onMessage = [&](const SocketMessage& m) {
-        if (WSAGETSELECTEVENT(m.lParam) == FD_READ) received += Receive(s, 256);
+// How a peer leaves: data and close in one go (read in the window procedure), a close without
+// data, and a reset, which is reported at once without waiting for the data to be read.
+TEST_F(WinsockEvents, ThePeerLeaves) {
+    const struct {
+        const char* data;
+        bool reset;
+        Events closes;
+    } rows[] = {
+        {"GET /index.htm HTTP/1.0\r\n\r\n", false, {Reply(FD_READ), Reply(FD_CLOSE)}},
+        {"", false, {Reply(FD_CLOSE)}},
+        {"never read", true, {Reply(FD_CLOSE, WSAECONNRESET)}},
     };
-    ASSERT_EQ(WSAAsyncSelect(s, window, kMessage, FD_READ | FD_CLOSE), 0);
-    ASSERT_TRUE(peer::Write(fd, "GET /index.htm HTTP/1.0\r\n\r\n"));
-    ClosePeer(fd);
-    ASSERT_TRUE(Until(s, FD_CLOSE, 1));
-    Settle();
-    EXPECT_EQ(EventsFor(s), (Events{Reply(FD_READ), Reply(FD_CLOSE)}));
-    EXPECT_EQ(received, "GET /index.htm HTTP/1.0\r\n\r\n");
-    closesocket(s);
-}
-
-TEST_F(WinsockEvents, CloseWithoutDataIsOneCloseWithErrorZero) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
-    ClosePeer(fd);
-    ASSERT_TRUE(Until(s, FD_CLOSE, 1));
-    Settle();
-    EXPECT_EQ(EventsFor(s), Events{Reply(FD_CLOSE)});
-    closesocket(s);
-}
-
-TEST_F(WinsockEvents, ResetIsReportedAtOnceWithConnReset) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
-    ASSERT_TRUE(peer::Write(fd, "never read"));
-    ResetPeer(fd);
-    // No recv is made: a reset does not wait for the data to be read.
-    ASSERT_TRUE(Until(s, FD_CLOSE, 1));
-    Settle();
-    Events events = EventsFor(s), closes;
-    std::copy_if(events.begin(), events.end(), std::back_inserter(closes),
-                 [](LPARAM l) { return WSAGETSELECTEVENT(l) == FD_CLOSE; });
-    EXPECT_EQ(closes, Events{Reply(FD_CLOSE, WSAECONNRESET)});
-    closesocket(s);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.data);
+        auto [s, fd] = Accepted();
+        std::string received;
+        onMessage = [&, s = s](const SocketMessage& m) {
+            if (WSAGETSELECTEVENT(m.lParam) == FD_READ && !row.reset) received += Receive(s, 256);
+        };
+        ASSERT_EQ(WSAAsyncSelect(s, window, kMessage, FD_READ | FD_CLOSE), 0);
+        ASSERT_TRUE(!*row.data || peer::Write(fd, row.data));
+        ClosePeer(fd, row.reset);
+        ASSERT_TRUE(Until(s, FD_CLOSE, 1));
+        Settle();
+        Events events = EventsFor(s), closes;
+        std::copy_if(events.begin(), events.end(), std::back_inserter(closes),
+                     [&](LPARAM l) { return !row.reset || WSAGETSELECTEVENT(l) == FD_CLOSE; });
+        EXPECT_EQ(closes, row.closes);
+        EXPECT_EQ(received, row.reset ? "" : row.data);
+    }
 }
 
 TEST_F(WinsockEvents, MaskZeroCancelsAndAReselectReportsWhatWaits) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_WRITE | FD_CLOSE);
+    auto [s, fd] = Accepted(FD_READ | FD_WRITE | FD_CLOSE);
     ASSERT_TRUE(Until(s, FD_WRITE, 1));
     ULONG blocking = 0;
     EXPECT_EQ(ioctlsocket(s, FIONBIO, &blocking), SOCKET_ERROR) << "a selected socket stays non-blocking";
@@ -274,7 +251,7 @@ TEST_F(WinsockEvents, MaskZeroCancelsAndAReselectReportsWhatWaits) {
     // A new selection, with a new message number, reports the data and then the close.
     constexpr UINT kOther = kMessage + 5;
     std::string received;
-    onMessage = [&](const SocketMessage& m) {
+    onMessage = [&, s = s](const SocketMessage& m) {
         if (m.message == kOther && WSAGETSELECTEVENT(m.lParam) == FD_READ) received += Receive(s, 64);
     };
     ASSERT_EQ(WSAAsyncSelect(s, window, kOther, FD_READ | FD_CLOSE), 0);
@@ -285,12 +262,10 @@ TEST_F(WinsockEvents, MaskZeroCancelsAndAReselectReportsWhatWaits) {
     EXPECT_EQ(messages[2].message, kOther);
     EXPECT_EQ(messages[2].lParam, Reply(FD_CLOSE));
     EXPECT_EQ(received, "late");
-    closesocket(s);
 }
 
 TEST_F(WinsockEvents, ClosesocketStopsEventsAndReleasesTheSocket) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
+    auto [s, fd] = Accepted(FD_READ | FD_CLOSE);
     EXPECT_EQ(platform::OpenSocketCount(), 1);
     ASSERT_TRUE(peer::Write(fd, "unseen"));
     EXPECT_EQ(closesocket(s), 0);
@@ -305,8 +280,7 @@ TEST_F(WinsockEvents, ClosesocketStopsEventsAndReleasesTheSocket) {
 }
 
 TEST_F(WinsockEvents, NoMessageReachesADestroyedWindow) {
-    int fd;
-    SOCKET s = AcceptFromPeer(&fd, FD_READ | FD_CLOSE);
+    auto [s, fd] = Accepted(FD_READ | FD_CLOSE);
     // A second window keeps the loop turning; nothing may be queued for the dead one.
     HWND other = CreateWindowExA(0, "SocketTestWindow", "other", 0, 0, 0, 80, 25, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(other, nullptr);
@@ -318,7 +292,6 @@ TEST_F(WinsockEvents, NoMessageReachesADestroyedWindow) {
     Settle();
     EXPECT_EQ(messages.size(), 0u);
     EXPECT_EQ(platform::QueuedMessageCount(), 0u);
-    closesocket(s);
     DestroyWindow(other);
 }
 

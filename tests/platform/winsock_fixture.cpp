@@ -31,6 +31,7 @@ void WinsockTest::SetUp() {
 
 void WinsockTest::TearDown() {
     for (int fd : peerFds) peer::Close(fd);
+    for (SOCKET s : sockets) closesocket(s);
     EXPECT_EQ(platform::OpenSocketCount(), 0) << "a test left a socket open";
     if (window) DestroyWindow(window);
     platform::ResetWindows();
@@ -80,16 +81,17 @@ SOCKET WinsockTest::Bound(SOCKADDR_IN* address, bool listening) {
     return s;
 }
 
-SOCKET WinsockTest::AcceptFromPeer(int* peerFd, long events, int receiveBuffer) {
+WinsockTest::Connection WinsockTest::Accepted(long events, int receiveBuffer) {
     SOCKADDR_IN a;
     SOCKET listener = Bound(&a, true);
-    *peerFd = Keep(peer::Connect(ntohs(a.sin_port), receiveBuffer));
-    SOCKET accepted = *peerFd >= 0 ? accept(listener, nullptr, nullptr) : INVALID_SOCKET;
+    int fd = Keep(peer::Connect(ntohs(a.sin_port), receiveBuffer));
+    SOCKET accepted = fd >= 0 ? accept(listener, nullptr, nullptr) : INVALID_SOCKET;
     closesocket(listener);
     if (events) {
         EXPECT_EQ(WSAAsyncSelect(accepted, window, kMessage, events), 0);
     }
-    return accepted;
+    sockets.push_back(accepted);
+    return {accepted, fd};
 }
 
 int WinsockTest::Keep(int fd) {
@@ -97,14 +99,13 @@ int WinsockTest::Keep(int fd) {
     return fd;
 }
 
-void WinsockTest::ClosePeer(int fd) {
+void WinsockTest::ClosePeer(int fd, bool reset) {
     peerFds.erase(std::remove(peerFds.begin(), peerFds.end(), fd), peerFds.end());
-    peer::Close(fd);
-}
-
-void WinsockTest::ResetPeer(int fd) {
-    peerFds.erase(std::remove(peerFds.begin(), peerFds.end(), fd), peerFds.end());
-    peer::Reset(fd);
+    if (reset) {
+        peer::Reset(fd);
+    } else {
+        peer::Close(fd);
+    }
 }
 
 }  // namespace testing_support

@@ -25,7 +25,6 @@ struct SocketMessage {
 class WinsockTest : public ::testing::Test {
 protected:
     static constexpr UINT kMessage = WM_USER + 2;
-    static constexpr int kQuietMs = 150;  // how long a test watches for events that must not come
 
     void SetUp() override;
     void TearDown() override;
@@ -34,8 +33,8 @@ protected:
     // dispatched message. Returns done().
     bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 3000,
                    const std::function<void()>& eachTurn = {});
-    // Runs the loop for kQuietMs, so that a test can see what did not come.
-    void Settle(const std::function<void()>& eachTurn = {}) { PumpUntil([] { return false; }, kQuietMs, eachTurn); }
+    // Runs the loop for 150 ms, so that a test can see what did not come.
+    void Settle(const std::function<void()>& eachTurn = {}) { PumpUntil([] { return false; }, 150, eachTurn); }
     // Pumps until s has had `count` messages of `event`.
     bool Until(SOCKET s, long event, int count) { return PumpUntil([=] { return Count(s, event) == count; }); }
 
@@ -43,14 +42,17 @@ protected:
     std::vector<LPARAM> EventsFor(SOCKET s) const;
     int Count(SOCKET s, long event) const;
 
-    // A Winsock socket accepted from a POSIX client (*peerFd), selecting `events` (none: it
-    // stays blocking). receiveBuffer, when above 0, is the client's receive buffer size.
-    SOCKET AcceptFromPeer(int* peerFd, long events = 0, int receiveBuffer = 0);
-    // A descriptor of the POSIX side, closed when the test ends unless ClosePeer or ResetPeer
-    // closed it first.
+    // A Winsock socket accepted from a POSIX client (fd), selecting `events` (none: it stays
+    // blocking), closed when the test ends. receiveBuffer, when above 0, is the client's
+    // receive buffer size.
+    struct Connection {
+        SOCKET s;
+        int fd;
+    };
+    Connection Accepted(long events = 0, int receiveBuffer = 0);
+    // A descriptor of the POSIX side, closed when the test ends unless the test closed it.
     int Keep(int fd);
-    void ClosePeer(int fd);
-    void ResetPeer(int fd);
+    void ClosePeer(int fd, bool reset = false);
     // A socket bound to an ephemeral port of 127.0.0.1, listening when asked; its address.
     SOCKET Bound(SOCKADDR_IN* address, bool listening);
 
@@ -65,6 +67,7 @@ private:
     static LRESULT Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     static WinsockTest* current;
     std::vector<int> peerFds;
+    std::vector<SOCKET> sockets;
 };
 
 }  // namespace testing_support

@@ -10,14 +10,8 @@
 
 namespace {
 
-class CgiMapTest : public testing_support::ShellTest {
+class CgiMapTest : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
-        frontEnd.printed.clear();
-    }
-
     // Looks key up in a map holding text. Returns whether it was found; `match` and `line`
     // hold what the search left.
     bool Find(const std::string& text, const std::string& key) {
@@ -85,6 +79,8 @@ TEST_F(CgiMapTest, TheFirstLineWithoutAWordEndsTheSearch) {
     EXPECT_FALSE(Find("cgi-dosa y h a\n \t\x01\r\ncgi-dosx y h p\n", "cgi-dosx"));
     EXPECT_FALSE(Find("cgi-dosa y h a\n\xe9\xff\ncgi-dosx y h p\n", "cgi-dosx")) << "bytes above 127 separate";
     EXPECT_FALSE(Find("", "cgi-dosx"));
+    const char garbage[] = "\0\x01garbage y h x\n\xff\xfe\x80 y\n* y h p\n";
+    EXPECT_TRUE(Find(std::string(garbage, sizeof garbage - 1), "cgi-dosq")) << "NUL and control bytes separate too";
     EXPECT_EQ(frontEnd.printed, "");
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/profile.h"
-#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 using testing_support::ScopedEnv;

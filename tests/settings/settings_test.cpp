@@ -34,29 +34,24 @@ protected:
 
 TEST_F(SettingsFile, WithoutAFileEveryFieldHasItsDefault) {
     LoadSettings();
-    EXPECT_EQ(Settings.Server.ServerMode, 0x1CBu);
-    EXPECT_EQ(Settings.Server.ServerPort, 80);
-    EXPECT_EQ(Settings.Server.HowManyClients, 9);
-    EXPECT_EQ(Settings.Server.connectionTimeout, 120);
-    EXPECT_STREQ(Settings.Server.HomeDir, "\\korvel");
-    EXPECT_STREQ(Settings.Server.ServerLogFilename, "\\korvel\\server.log");
-    EXPECT_STREQ(Settings.Client.ClientFile, "\\korvel\\file.tmp");
-    EXPECT_STREQ(Settings.Url.FilePrefix, "file:///c|");
-    EXPECT_STREQ(Settings.UrlBrowser.Book, "\\korvel\\kvbook.htm");
-    EXPECT_EQ(Settings.Url.MaxURL, 127);
-    EXPECT_EQ(Settings.CGI.CGISynchro, 1);
-    EXPECT_EQ(Settings.Ping.Page, 0);
+    const ServerSettings& s = Settings.Server;
+    EXPECT_EQ(s.ServerMode, 0x1CBu);
+    EXPECT_EQ(std::to_string(s.ServerPort) + " " + std::to_string(s.HowManyClients) +
+                  " " + std::to_string(s.connectionTimeout) + " " + s.HomeDir + " " + s.ServerLogFilename + " " +
+                  Settings.Client.ClientFile + " " + Settings.Url.FilePrefix + " " + Settings.UrlBrowser.Book + " " +
+                  std::to_string(Settings.Url.MaxURL) + " " + std::to_string(Settings.CGI.CGISynchro) + " " +
+                  std::to_string(Settings.Ping.Page),
+              "80 9 120 \\korvel \\korvel\\server.log \\korvel\\file.tmp file:///c| \\korvel\\kvbook.htm 127 1 0");
 }
 
 TEST_F(SettingsFile, NumbersAreStoredInSixteenBitsWithoutRangeChecks) {
     Load("[Server]\nServerPort=70000\nHowManyClients=30\nLeavingTimeout=-1\nWaitingTimeout=abc\n"
          "[Url]\nPort=65535\nRetry=70001\n");
-    EXPECT_EQ(Settings.Server.ServerPort, 4464);
-    EXPECT_EQ(Settings.Server.HowManyClients, 30);
-    EXPECT_EQ(Settings.Server.LeavingTimeout, -1);
-    EXPECT_EQ(Settings.Server.WaitingTimeout, 0) << "a present key that is not a number reads as 0";
-    EXPECT_EQ(Settings.Url.Port, 65535);
-    EXPECT_EQ(Settings.Url.Retry, 4465);
+    const ServerSettings& s = Settings.Server;
+    EXPECT_EQ(std::vector<int>({s.ServerPort, s.HowManyClients, s.LeavingTimeout, s.WaitingTimeout, Settings.Url.Port,
+                                Settings.Url.Retry}),
+              std::vector<int>({4464, 30, -1, 0, 65535, 4465}))
+        << "a present key that is not a number reads as 0";
 }
 
 TEST_F(SettingsFile, TextsAreCutToTheirReadLimits) {

@@ -13,15 +13,8 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
-class CommandLine : public ShellTest {
+class CommandLine : public testing_support::MainWindowTest {
 protected:
-    void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
-        frontEnd.printed.clear();
-    }
     int16_t Pass0(const std::string& line) { return DecodeLine(line.c_str(), 0); }
 };
 
@@ -49,12 +42,10 @@ TEST_F(CommandLine, GrabOptionsSetTheirSettings) {
     EXPECT_EQ(Settings.Url.AutoName, 0);
     Pass0("-p abcdefgh -a");
     EXPECT_EQ(Settings.Url.AutoName, 1);
-}
-
-TEST_F(CommandLine, LevelsAreZeroedBeforeTheNumberIsRead) {
+    // Levels are zeroed before the number is read.
     Pass0("-o 4");
     EXPECT_EQ(Settings.UrlRun.Levels, 4);
-    EXPECT_EQ(DecodeLine("-o x -u http://h/", 0), 1);
+    EXPECT_EQ(Pass0("-o x -u http://h/"), 1);
     EXPECT_EQ(Settings.UrlRun.Levels, 0);
     EXPECT_EQ(frontEnd.printed, "") << "pass 0 prints nothing";
 }
@@ -68,23 +59,26 @@ TEST_F(CommandLine, PassOnePrintsTheBadArgumentsWithTheOffendingWord) {
               "option= -t, bad argument -server\n");
     EXPECT_EQ(ServerSocket, INVALID_SOCKET) << "-server was the argument of -t";
     EXPECT_EQ(Settings.Standard.Server, 0);
+    frontEnd.printed.clear();
+    DecodeLine("-sport abc -sdir /srv", 1);
+    EXPECT_EQ(Settings.Server.ServerPort, 80);
+    EXPECT_STREQ(Settings.Server.HomeDir, "/srv");
+    EXPECT_EQ(frontEnd.printed, "") << "a server port that is no number is ignored silently";
 }
 
-TEST_F(CommandLine, HttpSetsBothVersionsOnlyForZeroOrOne) {
-    Pass0("-http 1");
+TEST_F(CommandLine, ServerAndShowOptions) {
+    Pass0("-http 1");  // both versions, only for 0 or 1
     EXPECT_EQ(Settings.Standard.Server, 1);
     EXPECT_EQ(Settings.Standard.Url, 1);
     Pass0("-http 0");
     EXPECT_EQ(Settings.Standard.Url, 0);
-}
-
-TEST_F(CommandLine, AServerPortThatIsNoNumberIsIgnoredSilently) {
-    DecodeLine("-sport abc -sdir /srv", 1);
-    EXPECT_EQ(Settings.Server.ServerPort, 80);
-    EXPECT_STREQ(Settings.Server.HomeDir, "/srv");
-    EXPECT_EQ(frontEnd.printed, "");
     Pass0("-sport 8080");
     EXPECT_EQ(Settings.Server.ServerPort, 8080);
+    // An action shows the window minimized unless -s is asked.
+    Pass0("-sport 1 -ping x");
+    EXPECT_EQ(Shell.ShowCommand, SW_SHOWMINNOACTIVE);
+    Pass0("-s -ping x");
+    EXPECT_EQ(Shell.ShowCommand, SW_SHOWNORMAL);
 }
 
 TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {
@@ -94,13 +88,6 @@ TEST_F(CommandLine, AnActionWithItsArgumentMissingStillCountsOnlyForPing) {
     EXPECT_STREQ(ping::Run.PingHost, "old");
     EXPECT_EQ(Pass0("-ping 127.0.0.1"), 1);
     EXPECT_STREQ(ping::Run.PingHost, "127.0.0.1");
-}
-
-TEST_F(CommandLine, AnActionShowsTheWindowMinimizedUnlessShowIsAsked) {
-    Pass0("-sport 1 -ping x");
-    EXPECT_EQ(Shell.ShowCommand, SW_SHOWMINNOACTIVE);
-    Pass0("-s -ping x");
-    EXPECT_EQ(Shell.ShowCommand, SW_SHOWNORMAL);
 }
 
 TEST_F(CommandLine, AnArgumentIsTakenWhateverItLooksLike) {

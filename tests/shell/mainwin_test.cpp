@@ -15,15 +15,11 @@
 
 namespace {
 
-using testing_support::ShellTest;
-
-class MainWindowRouting : public ShellTest {
+class MainWindowRouting : public testing_support::MainWindowTest {
 protected:
     void SetUp() override {
-        ShellTest::SetUp();
-        CreateMainWindow();
+        MainWindowTest::SetUp();
         StatisticsDialog = CreateDialogParamA(hInst, "DIALOG_4", MainWindow, StatisticsDlgProc, 0);
-        frontEnd.printed.clear();
     }
     bool Enabled(int id) { return platform::MenuItemEnabled(GetMenu(MainWindow), id); }
 };
@@ -41,16 +37,12 @@ TEST_F(MainWindowRouting, WithNineteenChannelsTheIcmpMessageIsChannelEighteens) 
 }
 
 TEST_F(MainWindowRouting, AChannelMessageAboveTheChannelsInUseReachesTheDefaultProcedure) {
+    SendMessageA(MainWindow, MSG_ICMP, 0, MAKELONG(FD_READ, 0));  // no ICMP socket is open: ignored
     Settings.Server.HowManyClients = 3;
     EXPECT_EQ(SendMessageA(MainWindow, MSG_CHANNEL0 + 5, 0, MAKELONG(FD_READ, 10054)), 0);
     EXPECT_EQ(frontEnd.printed, "");
     SendMessageA(MainWindow, MSG_CHANNEL0 + 2, 0, MAKELONG(FD_READ, 10054));
     EXPECT_EQ(frontEnd.printed, "\nClientMsg, channel 2 WSAGETSELECTERROR 27460001 !!!\n");
-}
-
-TEST_F(MainWindowRouting, AnIcmpEventWithoutAnOpenSocketIsIgnored) {
-    SendMessageA(MainWindow, MSG_ICMP, 0, MAKELONG(FD_READ, 0));
-    EXPECT_EQ(frontEnd.printed, "");
 }
 
 TEST_F(MainWindowRouting, ShowAndHideStatisticsSwapTheMenuStatesAndTheWindow) {
@@ -66,11 +58,8 @@ TEST_F(MainWindowRouting, ShowAndHideStatisticsSwapTheMenuStatesAndTheWindow) {
     EXPECT_FALSE(Enabled(IDM_HIDE_STATISTICS));
     EXPECT_FALSE(IsWindowVisible(StatisticsDialog));
     EXPECT_FALSE(KillTimer(StatisticsDialog, kTickTimer)) << "hiding stops the window's timer";
-}
-
-TEST_F(MainWindowRouting, ClosingTheStatisticsWindowHidesItThroughTheMainWindow) {
     SendMessageA(MainWindow, WM_COMMAND, IDM_SHOW_STATISTICS, 0);
-    SendMessageA(StatisticsDialog, WM_CLOSE, 0, 0);
+    SendMessageA(StatisticsDialog, WM_CLOSE, 0, 0);  // its close box hides it through the main window
     EXPECT_FALSE(IsWindowVisible(StatisticsDialog));
     EXPECT_TRUE(Enabled(IDM_SHOW_STATISTICS));
 }
@@ -115,16 +104,15 @@ TEST_F(MainWindowRouting, TheStatisticsWindowShowsNineChannelsAndCountsThemAll) 
     }
     Channels[2].State = kFree;
     SendMessageA(StatisticsDialog, WM_TIMER, kTickTimer, 0);
-    auto text = [&](int id) { return platform::FindControl(StatisticsDialog, id)->text; };
-    EXPECT_EQ(text(122), "11 Channels are used");
-    EXPECT_EQ(text(123), "1 Channels are free");
-    EXPECT_EQ(text(124), "Ch. State .tCNX.Time.Rx Bytes.Tx Bytes.Connected to");
-    EXPECT_EQ(text(125), " 0 waiting    0    0     1234       99 127.0.0.1:8080");
-    EXPECT_EQ(text(126), " 1 PreWait    0    0     1234       99 127.0.0.1:8080");
-    EXPECT_EQ(text(127), " 2    free    0    0     1234       99 127.0.0.1:8080");
-    EXPECT_EQ(text(133), " 8 waiting    0    0     1234       99 127.0.0.1:8080");
-    EXPECT_EQ(text(134), "") << "channels 9 and above never appear";
-    platform::UseRealClock();
+    std::string shown;
+    for (int id : {122, 123, 124, 125, 126, 127, 133, 134}) shown += platform::FindControl(StatisticsDialog, id)->text + "\n";
+    EXPECT_EQ(shown,
+              "11 Channels are used\n1 Channels are free\nCh. State .tCNX.Time.Rx Bytes.Tx Bytes.Connected to\n"
+              " 0 waiting    0    0     1234       99 127.0.0.1:8080\n"
+              " 1 PreWait    0    0     1234       99 127.0.0.1:8080\n"
+              " 2    free    0    0     1234       99 127.0.0.1:8080\n"
+              " 8 waiting    0    0     1234       99 127.0.0.1:8080\n"
+              "\n");  // channels 9 and above never appear
 }
 
 }  // namespace

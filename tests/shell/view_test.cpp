@@ -18,8 +18,7 @@ using testing_support::ShellTest;
 class ViewTest : public ShellTest {
 protected:
     void Size(int width, int height) { SendMessageA(MainWindow, WM_SIZE, 0, MAKELONG(width, height)); }
-    void VScroll(int code, int thumb = 0) { SendMessageA(MainWindow, WM_VSCROLL, MAKEWPARAM(code, thumb), 0); }
-    void HScroll(int code, int thumb = 0) { SendMessageA(MainWindow, WM_HSCROLL, MAKEWPARAM(code, thumb), 0); }
+    void Scroll(UINT message, int code, int thumb = 0) { SendMessageA(MainWindow, message, MAKEWPARAM(code, thumb), 0); }
     void Key(int vk) { SendMessageA(MainWindow, WM_KEYDOWN, (WPARAM)vk, 0); }
 };
 
@@ -49,47 +48,32 @@ TEST_F(ViewTest, AResizeBringsTheCaretRowToTheTopUnlessThatRunsPastTheLastRow) {
     EXPECT_EQ(platform::ScrollBar(MainWindow, SB_HORZ).maxPos, 40);
 }
 
-TEST_F(ViewTest, TheVerticalBarFollowsTheThumbAndPagesByAWindowHeight) {
+// The vertical bar follows the thumb while it is tracked, ignores its final position, pages
+// by a window height and knows top and bottom; the horizontal bar moves only on the final
+// thumb position and pages by eight columns.
+TEST_F(ViewTest, TheTwoScrollBars) {
     CreateMainWindow(80, 25);
-    VScroll(6);  // top
-    EXPECT_EQ(Console.topRow, 0);
-    VScroll(3);  // page down
-    EXPECT_EQ(Console.topRow, 25);
-    VScroll(5, 100);  // thumb tracking
-    EXPECT_EQ(Console.topRow, 100);
-    VScroll(4, 10);  // thumb position: ignored
-    EXPECT_EQ(Console.topRow, 100);
-    VScroll(7);  // bottom
-    EXPECT_EQ(Console.topRow, 175);
-    VScroll(1);  // line down, clamped
-    EXPECT_EQ(Console.topRow, 175);
-    VScroll(0);
-    EXPECT_EQ(Console.topRow, 174);
+    const struct {
+        UINT bar;
+        int code, thumb, position;
+    } steps[] = {
+        {WM_VSCROLL, 6, 0, 0},   {WM_VSCROLL, 3, 0, 25},   {WM_VSCROLL, 5, 100, 100}, {WM_VSCROLL, 4, 10, 100},
+        {WM_VSCROLL, 7, 0, 175}, {WM_VSCROLL, 1, 0, 175},  {WM_VSCROLL, 0, 0, 174},   {WM_HSCROLL, 3, 0, 8},
+        {WM_HSCROLL, 5, 30, 8},  {WM_HSCROLL, 4, 30, 30},  {WM_HSCROLL, 3, 0, 38},    {WM_HSCROLL, 3, 0, 40},
+        {WM_HSCROLL, 2, 0, 32},  {WM_HSCROLL, 6, 0, 32},  // clamped to 120 - 80; an unknown code
+    };
+    for (const auto& step : steps) {
+        Scroll(step.bar, step.code, step.thumb);
+        EXPECT_EQ(step.bar == WM_VSCROLL ? Console.topRow : Console.leftColumn, step.position) << step.code;
+    }
     EXPECT_EQ(platform::ScrollBar(MainWindow, SB_VERT).pos, 174);
-}
-
-TEST_F(ViewTest, TheHorizontalBarMovesOnTheFinalThumbPositionAndPagesByEight) {
-    CreateMainWindow(80, 25);
-    HScroll(3);
-    EXPECT_EQ(Console.leftColumn, 8);
-    HScroll(5, 30);  // tracking: ignored
-    EXPECT_EQ(Console.leftColumn, 8);
-    HScroll(4, 30);
-    EXPECT_EQ(Console.leftColumn, 30);
-    HScroll(3);
-    HScroll(3);
-    EXPECT_EQ(Console.leftColumn, 40) << "clamped to 120 - 80";
-    HScroll(2);
-    EXPECT_EQ(Console.leftColumn, 32);
-    HScroll(6);  // unknown code
-    EXPECT_EQ(Console.leftColumn, 32);
 }
 
 TEST_F(ViewTest, FindReplaysTheLastSizeAndBringsTheCaretIntoView) {
     CreateMainWindow(80, 25);
     for (int i = 0; i < 10; ++i) Print(MainWindow, "line %d\n", i);
-    VScroll(6);
-    HScroll(3);
+    Scroll(WM_VSCROLL, 6);
+    Scroll(WM_HSCROLL, 3);
     SendMessageA(MainWindow, WM_COMMAND, IDM_FIND, 0);
     EXPECT_EQ(Console.topRow, 175) << "the caret is on the last page";
     EXPECT_EQ(Console.leftColumn, 0);
@@ -97,24 +81,16 @@ TEST_F(ViewTest, FindReplaysTheLastSizeAndBringsTheCaretIntoView) {
 
 TEST_F(ViewTest, CaretKeysMoveOnlyTheCaretAndStopAtTheEdges) {
     CreateMainWindow(80, 25);
-    Key(VK_PRIOR);
-    EXPECT_EQ(Console.caretRow, 0);
-    Key(VK_UP);
-    EXPECT_EQ(Console.caretRow, 0);
-    Key(VK_END);
-    EXPECT_EQ(Console.caretColumn, 119);
-    Key(VK_RIGHT);
-    EXPECT_EQ(Console.caretColumn, 119);
-    Key(VK_HOME);
-    Key(VK_LEFT);
-    EXPECT_EQ(Console.caretColumn, 0);
-    Key(VK_NEXT);
-    EXPECT_EQ(Console.caretRow, 199);
-    Key(VK_DOWN);
-    EXPECT_EQ(Console.caretRow, 199);
+    const struct {
+        int key, row, column;
+    } steps[] = {{VK_PRIOR, 0, 0},     {VK_UP, 0, 0},        {VK_END, 0, 119},  {VK_RIGHT, 0, 119}, {VK_HOME, 0, 0},
+                 {VK_LEFT, 0, 0},      {VK_NEXT, 199, 0},    {VK_DOWN, 199, 0}, {'A', 199, 0}};
+    for (const auto& step : steps) {
+        Key(step.key);
+        EXPECT_EQ(Console.caretRow, step.row) << step.key;
+        EXPECT_EQ(Console.caretColumn, step.column) << step.key;
+    }
     EXPECT_EQ(Console.topRow, 175) << "keys never move the view";
-    Key('A');
-    EXPECT_EQ(Console.caretRow, 199);
 }
 
 TEST_F(ViewTest, TheCaretFollowsTheFocus) {
@@ -132,7 +108,7 @@ TEST_F(ViewTest, TheCaretFollowsTheFocus) {
 TEST_F(ViewTest, PaintDrawsEveryVisibleRowFromTheLeftColumn) {
     CreateMainWindow(10, 3);
     Print(MainWindow, "0123456789ABCDEF");
-    HScroll(4, 4);
+    Scroll(WM_HSCROLL, 4, 4);
     frontEnd.draws.clear();
     SendMessageA(MainWindow, WM_PAINT, 0, 0);
     ASSERT_EQ(frontEnd.draws.size(), 3u);

@@ -8,6 +8,7 @@
 #include "grabber/grab_client.h"
 #include "ping/icmp.h"
 #include "ping/ping_dialog.h"
+#include "platform/clock.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "server/roles.h"
@@ -47,12 +48,7 @@ void ResetProgramState() {
     ServerSocket = INVALID_SOCKET;
     CloseServerLog();
     ClientOutputFile[0] = '\0';
-    ping::Run.IcmpSocket = INVALID_SOCKET;
-    ping::Run.PingVisible = 1;
-    Settings.Ping.Page = 0;
-    ping::Run.PingAuto = 0;
-    ping::Run.ShowEcho = 1;
-    ping::Run.PingHost[0] = '\0';
+    ping::Run = ping::PingRun{};
 }
 
 void ShellTest::SetUp() {
@@ -63,6 +59,7 @@ void ShellTest::SetUp() {
 
 void ShellTest::TearDown() {
     ResetProgramState();
+    platform::UseRealClock();
     platform::SetFrontEnd(nullptr);
 }
 

@@ -1,6 +1,7 @@
 // A test fixture with the program's real main window (class "wins2", procedure MainWin) and a
 // front end that records what the program shows: printed text, message boxes, drawn cells.
-// Every process-wide table is put back to its start-up state before and after each test.
+// Every process-wide table (and the real clock) is put back to its start-up state before and
+// after each test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -56,6 +57,16 @@ protected:
     std::string Row(int r) const;
 
     RecordingFrontEnd frontEnd;
+};
+
+// A ShellTest whose main window is created as start-up creates it, with nothing printed yet.
+class MainWindowTest : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        CreateMainWindow();
+        frontEnd.printed.clear();
+    }
 };
 
 }  // namespace testing_support

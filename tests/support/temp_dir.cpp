@@ -39,6 +39,27 @@ ChangeDir::~ChangeDir() {
     if (chdir(previous_.c_str()) != 0) perror("chdir back");
 }
 
+namespace {
+
+void SetOrRemove(const std::string& name, const char* value) {
+    if (value) {
+        setenv(name.c_str(), value, 1);
+    } else {
+        unsetenv(name.c_str());
+    }
+}
+
+}  // namespace
+
+ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = getenv(name);
+    hadValue_ = old != nullptr;
+    if (old) oldValue_ = old;
+    SetOrRemove(name_, value);
+}
+
+ScopedEnv::~ScopedEnv() { SetOrRemove(name_, hadValue_ ? oldValue_.c_str() : nullptr); }
+
 std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream out;

@@ -1,4 +1,5 @@
-// Temporary directories and small file helpers for tests.
+// Temporary directories, the working directory, environment variables and small file helpers
+// for tests: each change is undone when its object goes.
 #pragma once
 
 #include <string>
@@ -31,6 +32,20 @@ public:
 
 private:
     std::string previous_;
+};
+
+// Sets `name` to `value` (removes it when value is null) for the life of the object.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    std::string name_;
+    bool hadValue_;
+    std::string oldValue_;
 };
 
 std::string ReadFile(const std::string& path);
