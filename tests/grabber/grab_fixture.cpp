@@ -12,20 +12,6 @@
 
 namespace grab_testing {
 
-void ResetGrabState() {
-    ReleaseLinkLists();
-    Grab.Fetch = FetchRecord{};
-    Grab.GrabActive = 0;
-    Grab.RetriesLeft = 0;
-    Grab.PageCount = 0;
-    Grab.ImageCount = 0;
-    Grab.ReferenceUrl = ReferencePage{};
-    Grab.ReferenceName[0] = '\0';
-    Grab.HomeBase[0] = '\0';
-    ResetCrawlState();
-    strcpy(Settings.UrlRun.Index, "00");
-}
-
 void GrabTest::SetUp() {
     ShellTest::SetUp();
     CreateMainWindow();
