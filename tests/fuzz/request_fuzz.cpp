@@ -1,0 +1,159 @@
+// Requests through the real connection core: visitors connect to the server on the in-memory
+// socket backend and send arbitrary bytes, in arbitrary pieces, on several connections at
+// once; the program reads them, processes the requests and answers (files, the Mailbox, CGI
+// programs, the error page), its tick runs between the pieces.
+//
+// Input: an option byte, then steps of a step byte and, for most steps, a counted piece (a
+// length byte and that many bytes). The step byte's low three bits name a peer (0 to 3 are
+// visitors, 4 to 7 the proxy's origin connections), its next three bits the step:
+//   0 write the piece, 1 write the piece byte by byte, 2 close, 3 half-close (no more
+//   writing), 4 the tick after as many seconds as the next byte says (0 to 63), 5 the piece
+//   becomes the answer of every waiting CGI program (its ".tok" file; separators are dropped so
+//   it names a file of the home directory), 6 a new connection, 7 another program starts or
+//   stops writing a.txt (so the server finds it locked).
+// Options: 1 HTTP 1.0 answers with a status header, 2 connections stay open after an answer,
+// 4 the server relays to an origin server (proxy mode), 8 three channels only and closing
+// through the leaving state.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "base/textio.h"
+#include "channel/sockets.h"
+#include "fuzz/harness.h"
+#include "fuzz/peers.h"
+#include "platform/fake_sockets.h"
+#include "settings/settings.h"
+
+namespace {
+
+constexpr uint16_t kPort = 8080;
+constexpr uint16_t kOriginPort = 9090;
+constexpr int kFirstOrigin = 4;
+
+// The CGI programs: one waited for, one not, one with arguments, one that cannot start.
+constexpr const char* kCgiMap =
+    "cgi-dosw yes hide /bin/true\n"
+    "cgi-dosn no show /bin/true\n"
+    "cgi-dosa yes show /bin/true -x one two\n"
+    "cgi-dosm yes show /nonexistent/korvel-cgi\n"
+    "cgi-dosbad yes\n";
+
+void MakeSite() {
+    fuzzing::MakeDir("site");
+    fuzzing::MakeDir("site/sub");
+    fuzzing::WriteFile("site/home.htm", "<p>home</p>");
+    fuzzing::WriteFile("site/a.txt", "hello");
+    fuzzing::WriteFile("site/big.gif", std::string(1000, 'g'));
+    fuzzing::WriteFile("site/data.xyz", "typed by the settings");
+    fuzzing::WriteFile("site/stder.htm", "missing");
+    fuzzing::WriteFile("site/stdack.htm", "thanks");
+    fuzzing::WriteFile("site/cgierr.htm", "cgi failed");
+    fuzzing::WriteFile("site/sub/home.htm", "sub home");
+    fuzzing::WriteFile("korvel.ini", "[Mime]\nxyz=application/x-test\n");
+    fuzzing::WriteFile("cgi-dos.map", kCgiMap);
+}
+
+void Configure(unsigned options) {
+    ServerSettings& s = Settings.Server;
+    CopyText(s.HomeDir, "site");
+    s.ServerPort = kPort;
+    Settings.Standard.Server = (options & 1) ? 1 : 0;
+    if (options & 4) {
+        ApplyServerModel(1);
+        s.ServerProxy = 1;
+        CopyText(s.ProxyHost, "127.0.0.1");
+        s.ProxyPort = kOriginPort;
+        fakenet::Serve(kOriginPort);
+    }
+    if (options & 2) s.ServerMode &= ~SendAndClose;
+    if (options & 8) {
+        s.HowManyClients = 3;
+    } else {
+        s.LeavingTimeout = 0;
+    }
+    Settings.CGI.CGIMax = 1;
+}
+
+// What a CGI program writes into its token file: the name of the file to send. The program is
+// the site's own and trusted, so the fuzzed name is kept inside the working directory: no
+// word begins with a separator, no drive, no "..".
+void AnswerCgi(const std::string& piece) {
+    std::string answer = piece;
+    for (size_t i = 0; i < answer.size(); ++i) {
+        char& c = answer[i];
+        bool wordStart = i == 0 || (signed char)answer[i - 1] <= 32;
+        if (c == ':' || ((c == '/' || c == '\\') && wordStart) || (c == '.' && i > 0 && answer[i - 1] == '.')) c = '_';
+    }
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator("site", ignored))
+        if (entry.path().extension() == ".tok") fuzzing::WriteFile(entry.path().string(), answer);
+}
+
+class Writer {
+public:
+    ~Writer() { Stop(); }
+    void Toggle() {
+        if (fd_ >= 0)
+            Stop();
+        else
+            fd_ = open("site/a.txt", O_WRONLY | O_CLOEXEC);
+    }
+    void Stop() {
+        if (fd_ >= 0) close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    int fd_ = -1;
+};
+
+void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writer& writer) {
+    uint8_t step = in.Byte();
+    int peer = step & 7;
+    int op = (step >> 3) & 7;
+    // A visitor that writes first connects first.
+    if (op <= 1 && peer < kFirstOrigin && peers.Get(peer) < 0) peers.Connect(peer, kPort);
+    switch (op) {
+        case 0: peers.Write(peer, in.Counted()); break;
+        case 1:
+            for (char c : in.Counted()) {
+                peers.Write(peer, std::string(1, c));
+                fuzzing::RunProgram();
+            }
+            break;
+        case 2: peers.Close(peer); break;
+        case 3: peers.HalfClose(peer); break;
+        case 4: fuzzing::Tick(in.Byte() & 63); break;
+        case 5: AnswerCgi(in.Counted()); break;
+        case 6:
+            if (peer < kFirstOrigin) peers.Connect(peer, kPort);
+            break;
+        case 7: writer.Toggle(); break;
+    }
+    fuzzing::RunProgram();
+    peers.TakeConnections(kOriginPort, kFirstOrigin);
+    peers.Drain();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzzing::Input in(data, size);
+    unsigned options = fuzzing::Options(in);
+    fuzzing::BeginInput();
+    MakeSite();
+    Configure(options);
+    if (OpenServer()) {
+        fuzzing::Peers peers;
+        Writer writer;
+        while (!in.Empty()) Step(in, peers, writer);
+        peers.CloseAll();
+        fuzzing::RunProgram();
+    }
+    fuzzing::EndInput();
+    return 0;
+}
