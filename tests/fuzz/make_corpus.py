@@ -30,8 +30,8 @@ def pieces(data, size=255):
 # ---- the request target: steps of the peers ------------------------------------------------
 
 class Visit:
-    def __init__(self, bits):
-        self.data = options(bits)
+    def __init__(self, bits, modes=0):
+        self.data = options(bits) + options(modes)
 
     def step(self, op, peer=0):
         self.data += bytes([(op << 3) | peer])
@@ -64,11 +64,13 @@ class Visit:
     def connect(self, peer):
         return self.step(6, peer)
 
-    def lock(self):
-        return self.step(7)
+    def lock(self, tokens=False):
+        self.step(7).data += bytes([1 if tokens else 0])
+        return self
 
 
 HTTP10, KEEP, PROXY, FEW = 1, 2, 4, 8
+SIMPLEX, SHOW_COMMANDS, QUIET, CGI_SYNCHRO = 1, 2, 4, 8
 
 
 def request_seeds():
@@ -114,7 +116,20 @@ def request_seeds():
         "line-of-200": Visit(HTTP10).write(long_200),
         "extended-command-form": Visit(HTTP10).write(extended),
         "extended-command-too-long": Visit(HTTP10).write(too_long),
-        "byte-by-byte": Visit(HTTP10).bytewise(b"GET /a.txt HTTP/1.0\r\n\r\n"),
+        "byte-by-byte": Visit(HTTP10, SHOW_COMMANDS).bytewise(b"GET /a.txt HTTP/1.0\r\n\r\n"),
+        "while-sending-simplex": Visit(HTTP10 | KEEP, SIMPLEX | QUIET)
+        .write(b"GET /big.gif HTTP/1.0\r\n\r\nGET /a.txt HTTP/1.0\r\n\r\n")
+        .tick(1)
+        .tick(1),
+        "cgi-token-locked": Visit(HTTP10, CGI_SYNCHRO)
+        .write(b"GET /cgi-dosw?t HTTP/1.0\r\n\r\n")
+        .lock(tokens=True)
+        .tick(1)
+        .answer(b"site/a.txt")
+        .lock(tokens=True)
+        .close()
+        .tick(2)
+        .tick(70),
         "keep-alive": Visit(HTTP10 | KEEP)
         .write(b"GET /a.txt HTTP/1.0\r\n\r\n")
         .write(b"GET /big.gif HTTP/1.0\r\n\r\nGET /sub/ HTTP/1.0\r\n\r\n"),
@@ -147,8 +162,10 @@ def request_seeds():
 # ---- the response target: what the server answers ------------------------------------------
 
 class Answer:
-    def __init__(self, first, second=0):
-        self.data = options(first) + options(second)
+    def __init__(self, first, second=0, third=0, disk_page=None):
+        self.data = options(first) + options(second) + options(third)
+        if disk_page is not None:
+            self.data += counted(disk_page)
 
     def send(self, text):
         for piece in pieces(text):
@@ -172,9 +189,14 @@ class Answer:
         self.data += b"\x04" + bytes([blocks])
         return self
 
+    def toggle_serving(self):
+        self.data += b"\x05"
+        return self
+
 
 SAVE_AS, ONE, IMAGES, LEVELS, HTTP09, SHOWN = 0, 1, 2, 3, 4, 8
 ANY_TYPE, TRAILER, TWO_LEVELS, RETRY = 1, 2, 4, 8
+FROM_DISK, PREFIX_NAMES = 1, 2
 
 START_PAGE = (
     b'<html><base href="http://srv/a/b/"><body background=bg.gif>'
@@ -231,6 +253,18 @@ def response_seeds():
         .end()
         .send(html(b'<a href="c.htm">c</a><a href="../../z.htm">z</a>'))
         .end(),
+        "refused-then-served": Answer(IMAGES, RETRY)
+        .send(html(b'<img src="a.gif"><img src="b.gif"><img src="c.gif">'))
+        .toggle_serving()
+        .end()
+        .toggle_serving()
+        .send(b"GIF89a")
+        .end(),
+        "start-page-on-disk": Answer(LEVELS, TRAILER, FROM_DISK, b'<a href="http://2mypc/x/y.htm">y</a>'
+                                     b'<a href="http://srv/a/z.htm">z</a><img src="http://2mypc/i.gif">')
+        .send(html(b"<p>y</p>"))
+        .end(),
+        "prefix-names": Answer(IMAGES, 0, PREFIX_NAMES).send(html(START_PAGE)).end(),
         "levels-type-not-html": Answer(LEVELS).send(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + START_PAGE).end(),
     }
 
@@ -238,7 +272,7 @@ def response_seeds():
 # ---- the page target ----------------------------------------------------------------------
 
 FROM_DISK, FEW_LINKS, RICH_TAGS, WITH_TRAILER = 1, 2, 4, 8
-ALL, SAME_PATH, DOWN_PATH, PORT_8080 = 1, 2, 3, 4
+ALL, SAME_PATH, DOWN_PATH, PORT_8080, NO_CACHE = 1, 2, 3, 4, 8
 
 DETECT_CASES = (
     b'<A HREF="x.htm">x</A>\n<a\nhref=x2.htm>\n<A HREF = "x3.htm">\n<a> <body>\n<<a href=x4>\n'
@@ -269,12 +303,15 @@ def page_seeds():
         "value-of-495": options(0) + options(0) + b'<a href="' + b"v" * 495 + b'">',
         "value-cut-by-end": options(0) + options(0) + b'<a href="unfinished',
         "many-images": options(FEW_LINKS) + options(0) + b"".join(b'<img src="p%d.gif">' % i for i in range(8)),
+        # More than the 64 records of a cached block.
+        "many-links": options(0) + options(0) + b"".join(b"<a href=p%d.htm><img src=i%d.gif>" % (i, i) for i in range(100)),
+        "many-links-no-cache": options(0) + options(NO_CACHE) + b"".join(b"<a href=q%d><img src=j%d>" % (i, i) for i in range(80)),
     }
 
 
 # ---- the URL target -----------------------------------------------------------------------
 
-AUTO_NAME, NO_INDEX, LONG_INDEX, LONG_PREFIX = 1, 2, 4, 8
+AUTO_NAME, NO_INDEX, INDEX, LONG_PREFIX = 1, 2, 4, 8
 
 ANALYSED_URLS = [
     b"http://srv", b"http://srv:8080/d/", b"http://srv/d/x.html", b"ftp://srv/d/x.zip", b"ftp://srv/d/",
@@ -292,7 +329,9 @@ def url_seeds():
         "names-auto": options(AUTO_NAME) + b"/\n" + lines(NAMES),
         "names-prefix": options(0) + b"/\n" + lines(NAMES),
         "names-prefix-no-index": options(NO_INDEX | LONG_PREFIX) + b"/\n" + lines(NAMES),
-        "names-long-index": options(AUTO_NAME | LONG_INDEX) + b"/\n" + lines(NAMES),
+        "names-index-overflows": options(AUTO_NAME | INDEX) + b"/\nzz\n" + lines(NAMES),
+        "names-index-wraps": options(INDEX) + b"/\nzz0\n" + lines(NAMES),
+        "names-index-typed": options(AUTO_NAME | INDEX) + b"/\nz~?x\n" + lines(NAMES),
         "levels-too-deep": options(AUTO_NAME) + b"/a/\n" + lines([b"../../x/y.htm", b"../x/", b"../y.htm"]),
         "deep-reference": options(AUTO_NAME) + b"/1/2/3/4/5/6/7/8/9/10/11/12/13/14/15/16/17/18/19/20/\n"
         + lines([b"../x.htm", b"a/b.htm"]),

@@ -4,10 +4,11 @@
 // which is copied over the page before the next one, as the crawl does.
 //
 // Input: two option bytes, then the page.
-// First: 1 the page comes from this PC's disk ("2mypc"), 2 at most three pages and three
-// images are listed, 4 a tag.map with more tags (some commented out) replaces the built-in
-// tables, 8 every page gets its trailer.
-// Second: its low two bits are the link scope (Url.All), 4 gives the page the port 8080.
+// First: 1 the page comes from this PC's disk ("2mypc", in the grab's own directory), 2 at most
+// three pages and three images are listed, 4 a tag.map with more tags (some commented out)
+// replaces the built-in tables, 8 every page gets its trailer.
+// Second: its low two bits are the link scope (Url.All), 4 gives the page the port 8080, 8 the
+// link lists work without their caches (as when they cannot be allocated).
 
 #include <string>
 
@@ -46,13 +47,17 @@ struct PageSite {
     int16_t port;
 };
 
-void StartGrabOf(const PageSite& site) {
-    CopyText(Settings.Url.HomeDir, fuzzing::WorkDir().c_str());
-    snprintf(Grab.HomeBase, sizeof Grab.HomeBase, "%s/", fuzzing::WorkDir().c_str());
+void StartGrabOf(const PageSite& site, bool cached) {
     CopyText(Grab.ReferenceUrl.host, site.host);
     CopyText(Grab.ReferenceUrl.base, site.base);
     Grab.ReferenceUrl.port = site.port;
     if (!OpenLinkLists()) return;
+    if (!cached) {
+        for (LinkList* list : {&Grab.PageList, &Grab.ImageList}) {
+            delete[] list->cache;
+            list->cache = nullptr;
+        }
+    }
     UrlRecord start{};
     CopyText(start.file, "index.htm");
     CopyText(start.localName, "01index.htm");
@@ -100,8 +105,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Settings.Url.MaxIMG = 3;
     }
     Settings.Url.All = (int16_t)(more & 3);
-    PageSite site{(options & 1) ? kLocalHost : "127.0.0.1", "/a/b/", (int16_t)((more & 4) ? 8080 : 80)};
-    StartGrabOf(site);
+    CopyText(Settings.Url.HomeDir, fuzzing::WorkDir().c_str());
+    snprintf(Grab.HomeBase, sizeof Grab.HomeBase, "%s/", fuzzing::WorkDir().c_str());
+    bool fromDisk = (options & 1) != 0;
+    PageSite site{fromDisk ? kLocalHost : "127.0.0.1", fromDisk ? Grab.HomeBase : "/a/b/",
+                  (int16_t)((more & 4) ? 8080 : 80)};
+    StartGrabOf(site, (more & 8) == 0);
     fuzzing::WriteFile(kPage, in.Rest());
     if (Grab.PageList.file) Passes(site, (options & 8) ? 1 : 0);
     fuzzing::EndInput();

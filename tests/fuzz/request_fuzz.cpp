@@ -3,23 +3,27 @@
 // once; the program reads them, processes the requests and answers (files, the Mailbox, CGI
 // programs, the error page), its tick runs between the pieces.
 //
-// Input: an option byte, then steps of a step byte and, for most steps, a counted piece (a
+// Input: two option bytes, then steps of a step byte and, for most steps, a counted piece (a
 // length byte and that many bytes). The step byte's low three bits name a peer (0 to 3 are
 // visitors, 4 to 7 the proxy's origin connections), its next three bits the step:
 //   0 write the piece, 1 write the piece byte by byte, 2 close, 3 half-close (no more
 //   writing), 4 the tick after as many seconds as the next byte says (0 to 63), 5 the piece
-//   becomes the answer of every waiting CGI program (its ".tok" file; separators are dropped so
-//   it names a file of the home directory), 6 a new connection, 7 another program starts or
-//   stops writing a.txt (so the server finds it locked).
-// Options: 1 HTTP 1.0 answers with a status header, 2 connections stay open after an answer,
-// 4 the server relays to an origin server (proxy mode), 8 three channels only and closing
-// through the leaving state.
+//   becomes the answer of every waiting CGI program (its ".tok" file, kept inside the working
+//   directory), 6 a new connection, 7 another program starts writing a.txt (the next byte
+//   even) or every ".tok" file (odd), or stops (so the server finds them locked).
+// First option byte: 1 HTTP 1.0 answers with a status header, 2 connections stay open after
+// an answer, 4 the server relays to an origin server (proxy mode), 8 three channels only and
+// closing through the leaving state.
+// Second, the console and channel modes a user can set: 1 no duplex (a sending channel does
+// not read), 2 received commands are shown, 4 received data is not shown, 8 a leaving
+// channel's CGI program still counts against the limit (CGISynchro).
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "base/textio.h"
 #include "channel/sockets.h"
@@ -57,7 +61,7 @@ void MakeSite() {
     fuzzing::WriteFile("cgi-dos.map", kCgiMap);
 }
 
-void Configure(unsigned options) {
+void Configure(unsigned options, unsigned modes) {
     ServerSettings& s = Settings.Server;
     CopyText(s.HomeDir, "site");
     s.ServerPort = kPort;
@@ -75,7 +79,11 @@ void Configure(unsigned options) {
     } else {
         s.LeavingTimeout = 0;
     }
+    if (modes & 1) s.ServerMode &= ~ModeDuplex;
+    if (modes & 2) s.ServerMode |= ShowReceivedCommands;
+    if (modes & 4) s.ServerMode &= ~ShowReceivedData;
     Settings.CGI.CGIMax = 1;
+    Settings.CGI.CGISynchro = (modes & 8) ? 1 : 0;
 }
 
 // What a CGI program writes into its token file: the name of the file to send. The program is
@@ -93,25 +101,31 @@ void AnswerCgi(const std::string& piece) {
         if (entry.path().extension() == ".tok") fuzzing::WriteFile(entry.path().string(), answer);
 }
 
-class Writer {
+// Another program writing files of the site, which the server then finds locked.
+class Writers {
 public:
-    ~Writer() { Stop(); }
-    void Toggle() {
-        if (fd_ >= 0)
-            Stop();
-        else
-            fd_ = open("site/a.txt", O_WRONLY | O_CLOEXEC);
-    }
-    void Stop() {
-        if (fd_ >= 0) close(fd_);
-        fd_ = -1;
+    ~Writers() { Stop(); }
+    void Toggle(bool tokens) {
+        if (!fds_.empty()) return Stop();
+        if (!tokens) return Open("site/a.txt");
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::directory_iterator("site", ignored))
+            if (entry.path().extension() == ".tok") Open(entry.path().string());
     }
 
 private:
-    int fd_ = -1;
+    void Open(const std::string& path) {
+        int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (fd >= 0) fds_.push_back(fd);
+    }
+    void Stop() {
+        for (int fd : fds_) close(fd);
+        fds_.clear();
+    }
+    std::vector<int> fds_;
 };
 
-void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writer& writer) {
+void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writers& writers) {
     uint8_t step = in.Byte();
     int peer = step & 7;
     int op = (step >> 3) & 7;
@@ -132,7 +146,7 @@ void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writer& writer) {
         case 6:
             if (peer < kFirstOrigin) peers.Connect(peer, kPort);
             break;
-        case 7: writer.Toggle(); break;
+        case 7: writers.Toggle(in.Byte() & 1); break;
     }
     fuzzing::RunProgram();
     peers.TakeConnections(kOriginPort, kFirstOrigin);
@@ -144,13 +158,14 @@ void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writer& writer) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzing::Input in(data, size);
     unsigned options = fuzzing::Options(in);
+    unsigned modes = fuzzing::Options(in);
     fuzzing::BeginInput();
     MakeSite();
-    Configure(options);
+    Configure(options, modes);
     if (OpenServer()) {
         fuzzing::Peers peers;
-        Writer writer;
-        while (!in.Empty()) Step(in, peers, writer);
+        Writers writers;
+        while (!in.Empty()) Step(in, peers, writers);
         peers.CloseAll();
         fuzzing::RunProgram();
     }

@@ -1,9 +1,9 @@
 // The URL analyser, the base join and the DOS names of the saved copies.
 //
-// Input: an option byte, the referring base up to the first line feed, then URLs one a line.
-// Options: 1 names after the file (else after the prefix), 2 leaves the index out of prefix
-// names, 4 starts the index at "zz" (the next name takes a third index character), 8 uses a
-// prefix longer than the six characters a grab allows.
+// Input: an option byte, the referring base up to the first line feed, with option 4 the
+// running index as the user typed it (its first three characters) on the next line, then
+// URLs one a line. Options: 1 names after the file (else after the prefix), 2 leaves the
+// index out of prefix names, 8 uses a prefix longer than the six characters a grab allows.
 //
 // Besides the sanitizers, one promise is checked: with a prefix of at most six characters a
 // name is 8.3, at most twelve characters.
@@ -46,10 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzing::BeginInput();
     Settings.Url.AutoName = (options & 1) ? 1 : 0;
     int16_t noIndex = (options & 2) ? -1 : 0;
-    CopyText(Settings.UrlRun.Index, (options & 4) ? "zz" : "00");
     CopyText(Settings.Url.Prefix, (options & 8) ? "korvelgrabber" : "korvel");
     std::string refBase = in.Field();
     if (refBase.size() >= kUrlBaseSize) refBase.resize(kUrlBaseSize - 1);  // a page's base fits its field
+    // The URL dialog keeps three characters of what is typed into its index field.
+    CopyText(Settings.UrlRun.Index, (options & 4) ? in.Field().c_str() : "00", 3);
     for (int i = 0; i < kMostUrls && !in.Empty(); ++i) Analyse(in.Field(), refBase.c_str(), noIndex);
     fuzzing::EndInput();
     return 0;
