@@ -11,7 +11,8 @@
 // server sends a counted piece, 1 the same byte by byte, 2 the server closes the connection
 // (the document ends; the program may open the next one), 3 the tick after as many seconds as
 // the next byte says (0 to 63), 4 the server sends as many times 256 filler bytes as the next
-// byte's low four bits say, 5 the proxy stops or starts taking connections (a connect is
+// byte's low four bits say (64 KiB at most in all, so that a shown document keeps the input
+// short in time), 5 the proxy stops or starts taking connections (a connect is
 // refused while it does not). At the end every connection still to come is closed without an
 // answer until the grab ends.
 // First option byte: low two bits the kind (0 saved under a given name, 1 one document, 2 the
@@ -22,6 +23,7 @@
 // Third: 1 the start page is on this PC's disk ("2mypc"), its content the counted piece; 2 the
 // local names are made after the prefix.
 
+#include <algorithm>
 #include <string>
 
 #include "base/textio.h"
@@ -39,6 +41,7 @@ constexpr const char* kStartUrl = "http://srv/a/b/index.htm";
 constexpr const char* kDiskPage = "disk/start.htm";
 constexpr int kMostEndings = 64;
 constexpr size_t kFiller = 256;
+constexpr size_t kMostFiller = 65536;
 
 const int16_t kKinds[] = {kFetchSaveAs, kFetchBinary, kFetchImages, kFetchLevels};
 
@@ -85,6 +88,11 @@ public:
         return fd_ >= 0;
     }
     void Send(const std::string& bytes) { fuzzing::Send(fd_, bytes); }
+    void Fill(size_t blocks) {
+        size_t bytes = std::min(kFiller * blocks, kMostFiller - filled_);
+        filled_ += bytes;
+        Send(std::string(bytes, 'x'));
+    }
     void Close() {
         peer::Close(fd_);
         fd_ = -1;
@@ -93,6 +101,7 @@ public:
 private:
     int fd_ = -1;
     bool serving_ = true;
+    size_t filled_ = 0;
 };
 
 void Step(fuzzing::Input& in, Server& server) {
@@ -106,7 +115,7 @@ void Step(fuzzing::Input& in, Server& server) {
             break;
         case 2: server.Close(); break;
         case 3: fuzzing::Tick(in.Byte() & 63); break;
-        case 4: server.Send(std::string(kFiller * (in.Byte() & 15), 'x')); break;
+        case 4: server.Fill(in.Byte() & 15); break;
         case 5: server.ToggleServing(); break;
         default: break;
     }
