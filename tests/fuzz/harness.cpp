@@ -30,15 +30,16 @@ namespace {
 constexpr time_t kStartTime = 1800000000;
 constexpr DWORD kStartMs = 50000;
 
-// Shows nothing (the console model still formats and stores every line), unless
-// KORVEL_FUZZ_SHOW is set: then the console text goes to standard error, to see what an
-// input does.
+// Shows nothing, but keeps the console text for the target to look at; with
+// KORVEL_FUZZ_SHOW set the text also goes to standard error, to see what an input does.
 class QuietFrontEnd : public platform::FrontEnd {
 public:
     void Printed(const char* text, size_t length) override {
+        printed.append(text, length);
         if (show) fwrite(text, 1, length, stderr);
     }
     bool show = false;
+    std::string printed;
 };
 
 QuietFrontEnd frontEnd;
@@ -129,10 +130,17 @@ void StartOnce() {
 
 const std::string& WorkDir() { return workDir; }
 
+std::string TakeConsole() {
+    std::string text;
+    text.swap(frontEnd.printed);
+    return text;
+}
+
 void BeginInput() {
     StartOnce();
     EnterDir(workDir);
     EmptyWorkDir();
+    frontEnd.printed.clear();
     testing_support::ResetProgramState();
     testing_support::ResetGrabState();
     ping::Run = ping::PingRun{};
@@ -154,6 +162,7 @@ void EndInput() {
     testing_support::ResetGrabState();
     platform::FlushProfileCache();
     platform::UseRealClock();
+    frontEnd.printed.clear();
     EnterDir(startDir);
 }
 

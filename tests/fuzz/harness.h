@@ -52,6 +52,9 @@ const std::string& WorkDir();
 void BeginInput();
 void EndInput();
 
+// What the program printed on its console since the last call (or the start of the input).
+std::string TakeConsole();
+
 // Writes a file of the working directory (name relative to it), creating it afresh.
 void WriteFile(const std::string& name, const std::string& content);
 void MakeDir(const std::string& name);

@@ -17,6 +17,10 @@
 // Second, the console and channel modes a user can set: 1 no duplex (a sending channel does
 // not read), 2 received commands are shown, 4 received data is not shown, 8 a leaving
 // channel's CGI program still counts against the limit (CGISynchro).
+//
+// Besides the sanitizers, one promise is checked: every file the server sends (as its console
+// says) lies inside its home directory. The CGI answers of the input name files there too, as
+// the site's own programs would.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -30,6 +34,7 @@
 #include "fuzz/harness.h"
 #include "fuzz/peers.h"
 #include "platform/fake_sockets.h"
+#include "platform/files.h"
 #include "settings/settings.h"
 
 namespace {
@@ -86,16 +91,18 @@ void Configure(unsigned options, unsigned modes) {
     Settings.CGI.CGISynchro = (modes & 8) ? 1 : 0;
 }
 
-// What a CGI program writes into its token file: the name of the file to send. The program is
-// the site's own and trusted, so the fuzzed name is kept inside the working directory: no
-// word begins with a separator, no drive, no "..".
+// What a CGI program writes into its token file: the name of the file to send (or NULL). The
+// program is the site's own and trusted, so the fuzzed name is kept inside the home
+// directory: it is put under "site/", with no drive and no "..".
 void AnswerCgi(const std::string& piece) {
     std::string answer = piece;
     for (size_t i = 0; i < answer.size(); ++i) {
         char& c = answer[i];
-        bool wordStart = i == 0 || (signed char)answer[i - 1] <= 32;
-        if (c == ':' || ((c == '/' || c == '\\') && wordStart) || (c == '.' && i > 0 && answer[i - 1] == '.')) c = '_';
+        if (c == ':' || (c == '.' && i > 0 && answer[i - 1] == '.')) c = '_';
     }
+    size_t word = 0;
+    while (word < answer.size() && (signed char)answer[word] <= 32) ++word;
+    if (answer.compare(word, 4, "NULL") != 0) answer.insert(word, "site/");
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator("site", ignored))
         if (entry.path().extension() == ".tok") fuzzing::WriteFile(entry.path().string(), answer);
@@ -125,6 +132,26 @@ private:
     std::vector<int> fds_;
 };
 
+// The files the console says were sent must lie inside the home directory.
+void CheckSentFiles() {
+    std::error_code error;
+    const std::string home = std::filesystem::canonical(fuzzing::WorkDir() + "/site", error).string() + "/";
+    const std::string console = fuzzing::TakeConsole();
+    const std::string mark = "\nSending file <";
+    for (size_t at = console.find(mark); at != std::string::npos; at = console.find(mark, at + 1)) {
+        size_t start = console.find("> ", at);
+        size_t end = console.find(" ...\n", start);
+        if (start == std::string::npos || end == std::string::npos) continue;
+        std::string path = console.substr(start + 2, end - start - 2);
+        std::string real = std::filesystem::weakly_canonical(HostPath(path.c_str()), error).string();
+        if (real.compare(0, home.size(), home) != 0) {
+            fprintf(stderr, "the server sent %s (%s), outside its home directory %s\n", path.c_str(), real.c_str(),
+                    home.c_str());
+            abort();
+        }
+    }
+}
+
 void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writers& writers) {
     uint8_t step = in.Byte();
     int peer = step & 7;
@@ -151,6 +178,7 @@ void Step(fuzzing::Input& in, fuzzing::Peers& peers, Writers& writers) {
     fuzzing::RunProgram();
     peers.TakeConnections(kOriginPort, kFirstOrigin);
     peers.Drain();
+    CheckSentFiles();
 }
 
 }  // namespace
