@@ -25,6 +25,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -132,17 +134,31 @@ private:
     std::vector<int> fds_;
 };
 
+// The path of a console line "\nSending file <N> PATH ...\n" that starts at `at`, or "". The
+// console also shows what visitors send, so the line is taken only when it is exactly the
+// server's own: what a visitor sends is shown with each line feed as "[LF]" before it, or
+// after "Rx_Ligne: ", and a path read from a request holds no blank.
+std::string SentPath(const std::string& console, size_t at) {
+    if (at > 0 && console[at - 1] == ']') return "";
+    size_t i = at + strlen("\nSending file <");
+    size_t digits = 0;
+    while (i < console.size() && isdigit((unsigned char)console[i])) ++i, ++digits;
+    if (digits == 0 || digits > 2 || console.compare(i, 2, "> ") != 0) return "";
+    size_t start = i + 2, end = start;
+    while (end < console.size() && (signed char)console[end] > 32) ++end;
+    if (end == start || console.compare(end, 5, " ...\n") != 0) return "";
+    return console.substr(start, end - start);
+}
+
 // The files the console says were sent must lie inside the home directory.
 void CheckSentFiles() {
     std::error_code error;
     const std::string home = std::filesystem::canonical(fuzzing::WorkDir() + "/site", error).string() + "/";
     const std::string console = fuzzing::TakeConsole();
-    const std::string mark = "\nSending file <";
-    for (size_t at = console.find(mark); at != std::string::npos; at = console.find(mark, at + 1)) {
-        size_t start = console.find("> ", at);
-        size_t end = console.find(" ...\n", start);
-        if (start == std::string::npos || end == std::string::npos) continue;
-        std::string path = console.substr(start + 2, end - start - 2);
+    for (size_t at = console.find("\nSending file <"); at != std::string::npos;
+         at = console.find("\nSending file <", at + 1)) {
+        std::string path = SentPath(console, at);
+        if (path.empty()) continue;
         std::string real = std::filesystem::weakly_canonical(HostPath(path.c_str()), error).string();
         if (real.compare(0, home.size(), home) != 0) {
             fprintf(stderr, "the server sent %s (%s), outside its home directory %s\n", path.c_str(), real.c_str(),
