@@ -167,6 +167,13 @@ int ConnectToProgram(uint16_t port) {
 
 void Serve(uint16_t port) { served[port]; }
 
+void StopServing(uint16_t port) {
+    auto queue = served.find(port);
+    if (queue == served.end()) return;
+    for (int& far : queue->second) CloseQuietly(far);
+    served.erase(queue);
+}
+
 int TakeConnection(uint16_t port) {
     auto queue = served.find(port);
     if (queue == served.end() || queue->second.empty()) return -1;

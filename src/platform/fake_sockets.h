@@ -26,6 +26,8 @@ int ConnectToProgram(uint16_t port);
 
 // From now on, a connect of the program to `port` (host byte order, any address) succeeds.
 void Serve(uint16_t port);
+// From now on, a connect to `port` is refused again; connections not yet taken are closed.
+void StopServing(uint16_t port);
 // The far end of the oldest connection the program made to `port`, or -1 when none waits.
 int TakeConnection(uint16_t port);
 

@@ -12,13 +12,6 @@
 
 namespace grab_testing {
 
-void ResetGrabState() {
-    ReleaseLinkLists();
-    Grab = GrabRecord{};
-    ResetCrawlState();
-    strcpy(Settings.UrlRun.Index, "00");
-}
-
 void GrabTest::SetUp() {
     ShellTest::SetUp();
     CreateMainWindow();

@@ -12,7 +12,7 @@
 namespace grab_testing {
 
 // Puts the grabber's process-wide state back to its start-up values.
-void ResetGrabState();
+using testing_support::ResetGrabState;
 
 class GrabTest : public testing_support::ShellTest {
 protected:

@@ -19,38 +19,6 @@
 
 namespace testing_support {
 
-void ResetProgramState() {
-    if (IsWindow(MainWindow)) DestroyWindow(MainWindow);
-    platform::ResetWindows();
-    platform::ResetUi();
-    ConsoleRelease();
-    Console = ConsoleScreen{};
-    View = ConsoleView{};
-    Settings = SettingsRecord{};
-    Settings.UrlRun.Levels = 1;
-    strcpy(Settings.UrlRun.Index, "00");
-    Settings.UrlRun.CheckHtmlHeader = 1;
-    Settings.UrlRun.AddPageTrailer = 0;
-    ClientOpen = 0;
-    ClientConnected = 0;
-    MainWindow = nullptr;
-    StatisticsDialog = nullptr;
-    PingDialog = nullptr;
-    BatchMode = 0;
-    Shell.ShowCommand = SW_SHOWMINNOACTIVE;
-    Shell.LastSize = 0;
-    for (auto& proc : Shell.DialogProcedures) proc = nullptr;
-    memset(Channels, 0, sizeof Channels);
-    InitChannels();
-    RegisterServerRoles();
-    RegisterGrabRole();
-    for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
-    ServerSocket = INVALID_SOCKET;
-    CloseServerLog();
-    ClientOutputFile[0] = '\0';
-    ping::Run = ping::PingRun{};
-}
-
 void ShellTest::SetUp() {
     ResetProgramState();
     platform::SetFrontEnd(&frontEnd);

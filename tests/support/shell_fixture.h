@@ -11,6 +11,7 @@
 
 #include "platform/frontend.h"
 #include "platform/wintypes.h"
+#include "support/program_state.h"
 
 namespace testing_support {
 
@@ -40,9 +41,6 @@ public:
     std::vector<std::string> help;
     int width = 120, height = 25;
 };
-
-// Puts every process-wide table of the program back to its start-up state.
-void ResetProgramState();
 
 class ShellTest : public ::testing::Test {
 protected:

@@ -1,0 +1,64 @@
+#include "support/program_state.h"
+
+#include <cstring>
+
+#include "channel/channel.h"
+#include "channel/sockets.h"
+#include "channel/statistics.h"
+#include "grabber/crawl.h"
+#include "grabber/fetch.h"
+#include "grabber/grab.h"
+#include "grabber/grab_client.h"
+#include "grabber/link_lists.h"
+#include "ping/icmp.h"
+#include "ping/ping_dialog.h"
+#include "platform/messages.h"
+#include "platform/ui.h"
+#include "server/roles.h"
+#include "settings/settings.h"
+#include "shell/console.h"
+#include "shell/shell.h"
+#include "shell/view.h"
+
+namespace testing_support {
+
+void ResetProgramState() {
+    if (IsWindow(MainWindow)) DestroyWindow(MainWindow);
+    platform::ResetWindows();
+    platform::ResetUi();
+    ConsoleRelease();
+    Console = ConsoleScreen{};
+    View = ConsoleView{};
+    Settings = SettingsRecord{};
+    Settings.UrlRun.Levels = 1;
+    strcpy(Settings.UrlRun.Index, "00");
+    Settings.UrlRun.CheckHtmlHeader = 1;
+    Settings.UrlRun.AddPageTrailer = 0;
+    ClientOpen = 0;
+    ClientConnected = 0;
+    MainWindow = nullptr;
+    StatisticsDialog = nullptr;
+    PingDialog = nullptr;
+    BatchMode = 0;
+    Shell.ShowCommand = SW_SHOWMINNOACTIVE;
+    Shell.LastSize = 0;
+    for (auto& proc : Shell.DialogProcedures) proc = nullptr;
+    memset(Channels, 0, sizeof Channels);
+    InitChannels();
+    RegisterServerRoles();
+    RegisterGrabRole();
+    for (Channel& c : Channels) c.Socket = INVALID_SOCKET;
+    ServerSocket = INVALID_SOCKET;
+    CloseServerLog();
+    ClientOutputFile[0] = '\0';
+    ping::Run = ping::PingRun{};
+}
+
+void ResetGrabState() {
+    ReleaseLinkLists();
+    Grab = GrabRecord{};
+    ResetCrawlState();
+    strcpy(Settings.UrlRun.Index, "00");
+}
+
+}  // namespace testing_support

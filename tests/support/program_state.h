@@ -1,0 +1,14 @@
+// The program's process-wide state put back as it is when the program starts: shared by the
+// unit-test fixtures and the fuzz targets, which run many cases in one process.
+#pragma once
+
+namespace testing_support {
+
+// Puts every process-wide table of the program back to its start-up state.
+void ResetProgramState();
+
+// The grabber's part of it: link lists released, the fetch, the crawl and the running index
+// as before any grab.
+void ResetGrabState();
+
+}  // namespace testing_support
