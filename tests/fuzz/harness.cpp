@@ -143,7 +143,6 @@ void BeginInput() {
     frontEnd.printed.clear();
     testing_support::ResetProgramState();
     testing_support::ResetGrabState();
-    ping::Run = ping::PingRun{};
     PipeCounter = 0;
     platform::FlushProfileCache();
     platform::UseFakeClock(kStartTime, kStartMs);
