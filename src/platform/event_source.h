@@ -27,6 +27,8 @@ public:
     virtual bool Idle() { return false; }
     // Called right before the loop blocks in poll() (after Idle found nothing to do).
     virtual void BeforeBlock() {}
+    // Called after each dispatched message, once the window procedure has returned.
+    virtual void AfterDispatch() {}
 };
 
 void AddEventSource(EventSource* source);

@@ -27,6 +27,9 @@ public:
     // them to standard output).
     virtual void Printed(const char* /*text*/, size_t /*length*/) {}
 
+    // False when the front end shows no window at all (headless): what would only be drawn
+    // need not be prepared.
+    virtual bool DrawsWindows() const { return true; }
     // A run of cells drawn at cell position (x, y) of a window's client area.
     virtual void TextOut(HWND /*window*/, int /*x*/, int /*y*/, const char* /*text*/, int /*count*/) {}
     virtual void CaretChanged() {}

@@ -42,6 +42,8 @@ std::vector<platform::EventSource*> sources;
 bool quitPending = false;
 int quitCode = 0;
 int messagesSincePoll = 0;
+unsigned long long messageSerial = 0;  // counts dispatched messages
+int dispatchDepth = 0;
 
 Window* Find(HWND window) {
     for (auto& w : windows)
@@ -146,6 +148,8 @@ void ResetWindows() {
 }
 
 size_t QueuedMessageCount() { return queue.size(); }
+
+unsigned long long CurrentMessageSerial() { return dispatchDepth > 0 ? messageSerial : 0; }
 
 int DispatchPendingEvents(int rounds) {
     int dispatched = 0;
@@ -332,7 +336,13 @@ BOOL TranslateMessage(const MSG*) { return FALSE; }
 
 LRESULT DispatchMessageA(const MSG* msg) {
     if (!msg) return 0;
-    return SendMessageA(msg->hwnd, msg->message, msg->wParam, msg->lParam);
+    ++messageSerial;
+    ++dispatchDepth;
+    LRESULT result = SendMessageA(msg->hwnd, msg->message, msg->wParam, msg->lParam);
+    --dispatchDepth;
+    ++messageSerial;  // what follows the nested message is not the same moment as before it
+    for (size_t i = 0; i < sources.size(); ++i) sources[i]->AfterDispatch();
+    return result;
 }
 
 void PostQuitMessage(int exitCode) {

@@ -84,6 +84,11 @@ size_t QueuedMessageCount();
 // Tests and fuzzers drive the program so, without its message loop and its timers.
 int DispatchPendingEvents(int rounds);
 
+// A number for the dispatched message being handled, different for every message (nested
+// ones included), or 0 outside any dispatch. What was checked during one message can be
+// taken as still true for the rest of it.
+unsigned long long CurrentMessageSerial();
+
 // Removes queued messages addressed to a window that is being destroyed.
 void DropMessagesFor(HWND window);
 

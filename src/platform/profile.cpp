@@ -5,7 +5,8 @@
 //
 // The server reads the [Mime] section for every file it serves, so parsed files stay in
 // memory, keyed by host path, until the file's identity (inode, size, modification time)
-// changes on disk.
+// changes on disk. The identity is looked at once per dispatched message: a request reads
+// several keys, and an edit made before the request still counts for it.
 #include "platform/profile.h"
 
 #include <cstring>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "platform/files.h"
+#include "platform/messages.h"
 
 namespace {
 
@@ -41,6 +43,7 @@ struct FileIdentity {
 struct CachedProfile {
     FileIdentity identity;
     ProfileLines lines;
+    unsigned long long checkedIn = 0;  // the message during which the identity was last looked at
 };
 
 std::map<std::string, CachedProfile> profileCache;
@@ -160,13 +163,20 @@ bool ReadWholeFile(const std::string& host, std::string* content) {
 
 // The parsed file, or null when it does not exist or cannot be read.
 const ProfileLines* LoadProfile(const std::string& host) {
+    unsigned long long message = platform::CurrentMessageSerial();
+    auto checked = profileCache.find(host);
+    if (message != 0 && checked != profileCache.end() && checked->second.checkedIn == message)
+        return &checked->second.lines;
     FileIdentity identity;
     if (!CurrentIdentity(host, &identity)) {
         profileCache.erase(host);
         return nullptr;
     }
     auto cached = profileCache.find(host);
-    if (cached != profileCache.end() && cached->second.identity == identity) return &cached->second.lines;
+    if (cached != profileCache.end() && cached->second.identity == identity) {
+        cached->second.checkedIn = message;
+        return &cached->second.lines;
+    }
     std::string content;
     if (!ReadWholeFile(host, &content)) {
         profileCache.erase(host);
@@ -175,6 +185,7 @@ const ProfileLines* LoadProfile(const std::string& host) {
     CachedProfile& entry = profileCache[host];
     entry.identity = identity;
     entry.lines = SplitLines(content);
+    entry.checkedIn = message;
     return &entry.lines;
 }
 

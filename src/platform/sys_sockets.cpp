@@ -153,6 +153,8 @@ int SetLinger(int fd, bool on, int seconds) {
 
 int SetNoDelay(int fd, bool on) { return SetFlagOption(fd, IPPROTO_TCP, TCP_NODELAY, on); }
 
+int SetCork(int fd, bool on) { return SetFlagOption(fd, IPPROTO_TCP, TCP_CORK, on); }
+
 int LookUpHost(const char* host, uint32_t* addresses, int max, char* name, size_t nameSize) {
     addrinfo hints;
     memset(&hints, 0, sizeof hints);

@@ -19,6 +19,7 @@
 #include <climits>
 #include <cstring>
 #include <map>
+#include <vector>
 
 #include "platform/event_source.h"
 #include "platform/messages.h"
@@ -40,9 +41,13 @@ struct SocketRecord {
     UINT message = 0;
     long mask = 0;
     long armed = FD_READ | FD_ACCEPT | FD_CLOSE;  // FD_CLOSE is never armed again once posted
+    bool holding = false;     // corked: sends of the current message are gathered
+    bool resetAtClose = false;  // lingers for 0 seconds: closing resets and drops unsent data
 };
 
 std::map<int, SocketRecord> sockets;
+// Connected stream sockets that sent during the current message (see HoldSends).
+std::vector<int> holdingSockets;
 int lastError = 0;
 int startups = 0;
 
@@ -159,6 +164,34 @@ int BytesWaiting(int fd, const SocketRecord& r) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// Held sends.
+
+// The program sends files in pieces of a couple of hundred bytes. Sent one by one, each piece
+// would be a segment of its own, with a wake-up of the peer for each; so a stream socket is
+// corked at its first send of a message and uncorked once the message has been handled.
+// The bytes and their order are the same; only their packing into segments changes.
+void HoldSends(int fd, SocketRecord& r) {
+    if (r.holding || r.kind != SocketKind::Stream) return;
+    if (sys::SetCork(fd, true) != 0) return;  // not TCP (the in-memory backend): sent at once
+    r.holding = true;
+    holdingSockets.push_back(fd);
+}
+
+void ReleaseSends(int fd, SocketRecord& r) {
+    if (!r.holding) return;
+    r.holding = false;
+    sys::SetCork(fd, false);
+}
+
+void ReleaseHeldSends() {
+    for (int fd : holdingSockets) {
+        auto it = sockets.find(fd);
+        if (it != sockets.end()) ReleaseSends(fd, it->second);
+    }
+    holdingSockets.clear();
+}
+
+// ---------------------------------------------------------------------------------------------
 // The event source.
 
 bool Wants(const SocketRecord& r, long event) { return (r.mask & event) && (r.armed & event); }
@@ -231,6 +264,7 @@ void Dispatch(int fd, SocketRecord& r, short revents) {
 class SocketEvents : public platform::EventSource {
 public:
     void AddDescriptors(std::vector<pollfd>& fds) override {
+        ReleaseHeldSends();
         for (const auto& entry : sockets) {
             short events = Interest(entry.first, entry.second);
             if (events) fds.push_back(pollfd{entry.first, events, 0});
@@ -244,6 +278,8 @@ public:
             if (it != sockets.end() && it->second.mask != 0) Dispatch(it->first, it->second, fds[i].revents);
         }
     }
+
+    void AfterDispatch() override { ReleaseHeldSends(); }
 };
 
 SocketEvents socketEvents;
@@ -274,6 +310,7 @@ int ReceiveDatagram(int fd, SocketRecord& r, char* buffer, int length, int flags
 }
 
 int SendTo(int fd, SocketRecord& r, const char* buffer, int length, int flags, const SOCKADDR_IN* to) {
+    if (!to) HoldSends(fd, r);
     long sent = to ? sys::SendTo(fd, buffer, (size_t)length, flags, to->sin_addr.S_addr, to->sin_port)
                    : sys::Send(fd, buffer, (size_t)length, flags);
     return sent >= 0 ? (int)sent : FailTransfer(r, true);
@@ -292,6 +329,12 @@ int SetLinger(int fd, const char* value) {
     LINGER linger;
     memcpy(&linger, value, sizeof linger);
     return sys::SetLinger(fd, linger.l_onoff != 0, linger.l_linger);
+}
+
+bool LingersForNoTime(const char* value) {
+    LINGER linger;
+    memcpy(&linger, value, sizeof linger);
+    return linger.l_onoff != 0 && linger.l_linger == 0;
 }
 
 int SetReuseAddress(int fd, const char* value) { return sys::SetReuseAddress(fd, ReadBool(value)); }
@@ -501,6 +544,8 @@ int recvfrom(SOCKET s, char* buffer, int length, int flags, SOCKADDR* from, int*
 int closesocket(SOCKET s) {
     SocketRecord* r = Find(s);
     if (!r) return Fail(WSAENOTSOCK);
+    // A graceful close sends what is held, with the end of the stream in the same segment.
+    if (r->resetAtClose) ReleaseSends((int)s, *r);
     if (r->kind == SocketKind::Stream && r->connected) sys::DiscardInput((int)s, kDiscardAtClose);
     sockets.erase((int)s);
     // The descriptor is released even when close reports an interruption.
@@ -509,11 +554,14 @@ int closesocket(SOCKET s) {
 }
 
 int setsockopt(SOCKET s, int level, int option, const char* value, int length) {
-    if (!Find(s)) return Fail(WSAENOTSOCK);
+    SocketRecord* r = Find(s);
+    if (!r) return Fail(WSAENOTSOCK);
     for (const auto& rule : kOptions) {
         if (rule.level != level || rule.option != option) continue;
         if (!value || length < rule.length) return Fail(WSAEFAULT);
-        return rule.apply((int)s, value) == 0 ? 0 : FailWithErrno();
+        if (rule.apply((int)s, value) != 0) return FailWithErrno();
+        if (rule.apply == SetLinger) r->resetAtClose = LingersForNoTime(value);
+        return 0;
     }
     // Anything else, such as the linger option asked at the TCP level, is not an option here.
     return Fail(WSAENOPROTOOPT);

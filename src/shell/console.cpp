@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/frontend.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/view.h"
@@ -11,16 +12,25 @@ ConsoleScreen Console;
 
 namespace {
 
-constexpr int kCellBytes = (kConsoleRows + 1) * kConsoleColumns;
+constexpr int kStoredRows = kConsoleRows + 1;
+constexpr int kCellBytes = kStoredRows * kConsoleColumns;
 static_assert(kCellBytes <= 32767, "the console must fit in one 32 KB block");
 
-char* Cell(int row, int column) { return Console.cells + row * kConsoleColumns + column; }
+char* Cell(int row, int column) {
+    return Console.cells + ((Console.firstRow + row) % kStoredRows) * kConsoleColumns + column;
+}
 
-// Rows 1..199 move up one, the spare blank row 200 becomes row 199.
+bool Drawn() { return platform::TheFrontEnd().DrawsWindows(); }
+
+// Rows 1..199 move up one, the spare blank row 200 becomes row 199: the old row 0 is blanked
+// and becomes the new spare row.
 void Scroll(HWND window) {
     Console.caretRow = kConsoleRows - 1;
-    if (Console.cells) memmove(Cell(0, 0), Cell(1, 0), (size_t)kConsoleRows * kConsoleColumns);
-    DrawView(window);
+    if (Console.cells) {
+        Console.firstRow = (int16_t)((Console.firstRow + 1) % kStoredRows);
+        memset(Cell(kConsoleRows, 0), ' ', kConsoleColumns);
+    }
+    if (Drawn()) DrawView(window);
     PlaceCaret(window);
 }
 
@@ -30,8 +40,8 @@ void NewLine(HWND window) {
 }
 
 void StoreAndDraw(HWND window, int c) {
-    if (Console.cells) {
-        *Cell(Console.caretRow, Console.caretColumn) = (char)c;
+    if (Console.cells) *Cell(Console.caretRow, Console.caretColumn) = (char)c;
+    if (Console.cells && Drawn()) {
         HDC dc = GetDC(window);
         SelectObject(dc, GetStockObject(SYSTEM_FIXED_FONT));
         TextOutA(dc, (Console.caretColumn - Console.leftColumn) * Console.charWidth,
@@ -83,6 +93,7 @@ void ConsoleAllocate(HWND window) {
         return;
     }
     memset(Console.cells, ' ', kCellBytes);
+    Console.firstRow = 0;
 }
 
 void ConsoleRelease() {
@@ -106,6 +117,7 @@ void ConsoleDeleteAtCaret(HWND window) {
     char* row = Cell(Console.caretRow, 0);
     memmove(row + column, row + column + 1, (size_t)(kConsoleColumns - column - 1));
     row[kConsoleColumns - 1] = ' ';
+    if (!Drawn()) return;
     HDC dc = GetDC(window);
     SelectObject(dc, GetStockObject(SYSTEM_FIXED_FONT));
     TextOutA(dc, (column - Console.leftColumn) * Console.charWidth,

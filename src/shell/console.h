@@ -12,9 +12,11 @@ constexpr int kConsoleColumns = 120;
 constexpr int kConsoleRows = 200;
 
 struct ConsoleScreen {
-    // Row r, column c is cells[r * 120 + c]. Row 200 is a spare row of spaces that a scroll
-    // copies into row 199. Null until the first size message of the main window.
+    // The 201 rows of 120 cells form a ring: row r is stored at (firstRow + r) % 201. Row 200
+    // is a spare row of spaces that becomes row 199 when the screen scrolls, which only moves
+    // firstRow on. Null until the first size message of the main window.
     char* cells = nullptr;
+    int16_t firstRow = 0;
     int16_t columns = kConsoleColumns;
     int16_t rows = kConsoleRows;
     int16_t caretColumn = 0;

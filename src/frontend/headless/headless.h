@@ -28,6 +28,7 @@ public:
 
     // FrontEnd
     void Printed(const char* text, size_t length) override;
+    bool DrawsWindows() const override { return false; }
     int MessageBox(HWND owner, const char* text, const char* caption, UINT type) override;
     void ShowHelp(const char* file) override;
     void CommandLineActionFailed() override;
