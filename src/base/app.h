@@ -12,6 +12,9 @@ constexpr UINT MSG_PUTCHAR = WM_USER;       // 1024: put one character on the co
 constexpr UINT MSG_SERVER = WM_USER + 1;    // 1025: event of the listening socket
 constexpr UINT MSG_CHANNEL0 = WM_USER + 2;  // 1026 + i: event of channel i's socket
 constexpr UINT MSG_ICMP = WM_USER + 20;     // 1044: event of the ICMP socket
+// Put a run of characters on the console, each as MSG_PUTCHAR would (wParam: the count,
+// lParam: the characters); the printer's way, one message for a whole line.
+constexpr UINT MSG_PUTTEXT = WM_USER + 64;
 
 // Menu commands, and the two notifications of the modeless dialogs.
 enum : int {

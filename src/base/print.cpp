@@ -35,9 +35,8 @@ int16_t Print(HWND window, const char* format, ...) {
     va_start(args, format);
     int length = Format(buffer, format, args);
     va_end(args);
-    int sent = 0;
-    for (; sent < length && buffer[sent] != '\0'; ++sent)
-        SendMessageA(window, MSG_PUTCHAR, (unsigned char)buffer[sent], 1);
+    int sent = (int)strnlen(buffer, (size_t)length);
+    SendMessageA(window, MSG_PUTTEXT, (WPARAM)sent, (LPARAM)buffer);
     platform::TheFrontEnd().Printed(buffer, (size_t)sent);
     if (logSink) fwrite(buffer, 1, (size_t)sent, logSink);
     return (int16_t)length;

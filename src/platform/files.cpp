@@ -92,30 +92,25 @@ FILE* FileOpen(const char* path, const char* mode) {
 }
 
 FILE* FileOpenDenyWrite(const char* path, const char* mode) {
-    std::string host = HostPath(path);
-    int fd = open(host.c_str(), O_RDONLY | O_CLOEXEC);
+    if (IsPlainReadMode(mode)) {
+        FILE* file = FileOpen(path, mode);  // refuses a directory too
+        if (file && OpenForWritingElsewhere(fileno(file))) {
+            fclose(file);
+            errno = EACCES;
+            return nullptr;
+        }
+        return file;
+    }
+    // Another mode is looked at through a read-only descriptor first.
+    int fd = open(HostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return nullptr;
-    if (IsDirectory(fd)) {
-        close(fd);
-        errno = EISDIR;
+    int refusal = IsDirectory(fd) ? EISDIR : OpenForWritingElsewhere(fd) ? EACCES : 0;
+    close(fd);
+    if (refusal != 0) {
+        errno = refusal;
         return nullptr;
     }
-    if (OpenForWritingElsewhere(fd)) {
-        close(fd);
-        errno = EACCES;
-        return nullptr;
-    }
-    if (!IsPlainReadMode(mode)) {
-        close(fd);
-        return FileOpen(path, mode);
-    }
-    FILE* file = fdopen(fd, HostMode(mode).c_str());
-    if (!file) {
-        int error = errno;
-        close(fd);
-        errno = error;
-    }
-    return file;
+    return FileOpen(path, mode);
 }
 
 long FileLength(FILE* file) {

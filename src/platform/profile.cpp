@@ -40,9 +40,23 @@ struct FileIdentity {
     }
 };
 
+// Where the keys of one section header are, in the order of the file.
+struct IndexedKey {
+    std::string name;
+    std::string value;
+};
+
+struct IndexedSection {
+    std::string name;
+    std::vector<IndexedKey> keys;
+};
+
 struct CachedProfile {
     FileIdentity identity;
     ProfileLines lines;
+    // Every section header with its keys, so that a look-up does not parse lines. A name may
+    // appear twice; the first one answers, as a scan of the lines would find it first.
+    std::vector<IndexedSection> sections;
     unsigned long long checkedIn = 0;  // the message during which the identity was last looked at
 };
 
@@ -121,6 +135,39 @@ size_t FindKey(const ProfileLines& lines, const char* section, const char* key) 
     return kNone;
 }
 
+std::vector<IndexedSection> IndexSections(const ProfileLines& lines) {
+    std::vector<IndexedSection> sections;
+    std::string name, value;
+    for (const ProfileLine& line : lines) {
+        if (SectionHeader(line.text, &name)) {
+            sections.push_back(IndexedSection{name, {}});
+        } else if (!sections.empty() && KeyLine(line.text, &name, &value)) {
+            sections.back().keys.push_back(IndexedKey{name, value});
+        }
+    }
+    return sections;
+}
+
+const std::string* IndexedValue(const std::vector<IndexedSection>& sections, const char* section, const char* key) {
+    for (const IndexedSection& s : sections) {
+        if (!SameName(s.name, section)) continue;
+        for (const IndexedKey& k : s.keys)
+            if (SameName(k.name, key)) return &k.value;
+        return nullptr;
+    }
+    return nullptr;
+}
+
+CachedProfile& Remember(const std::string& host, const FileIdentity& identity, ProfileLines lines,
+                        unsigned long long checkedIn) {
+    CachedProfile& entry = profileCache[host];
+    entry.identity = identity;
+    entry.lines = std::move(lines);
+    entry.sections = IndexSections(entry.lines);
+    entry.checkedIn = checkedIn;
+    return entry;
+}
+
 // ---- Loading and saving through the cache ----
 
 bool CurrentIdentity(const std::string& host, FileIdentity* identity) {
@@ -161,32 +208,36 @@ bool ReadWholeFile(const std::string& host, std::string* content) {
     return ok;
 }
 
+// The host path of a settings file name; the same few names are asked for again and again.
+const std::string& HostPathOf(const char* file) {
+    static std::string lastName, lastHost;
+    if (lastName != file) {
+        lastName = file;
+        lastHost = HostPath(file);
+    }
+    return lastHost;
+}
+
 // The parsed file, or null when it does not exist or cannot be read.
-const ProfileLines* LoadProfile(const std::string& host) {
+const CachedProfile* LoadProfile(const std::string& host) {
     unsigned long long message = platform::CurrentMessageSerial();
-    auto checked = profileCache.find(host);
-    if (message != 0 && checked != profileCache.end() && checked->second.checkedIn == message)
-        return &checked->second.lines;
+    auto cached = profileCache.find(host);
+    if (message != 0 && cached != profileCache.end() && cached->second.checkedIn == message) return &cached->second;
     FileIdentity identity;
     if (!CurrentIdentity(host, &identity)) {
         profileCache.erase(host);
         return nullptr;
     }
-    auto cached = profileCache.find(host);
     if (cached != profileCache.end() && cached->second.identity == identity) {
         cached->second.checkedIn = message;
-        return &cached->second.lines;
+        return &cached->second;
     }
     std::string content;
     if (!ReadWholeFile(host, &content)) {
         profileCache.erase(host);
         return nullptr;
     }
-    CachedProfile& entry = profileCache[host];
-    entry.identity = identity;
-    entry.lines = SplitLines(content);
-    entry.checkedIn = message;
-    return &entry.lines;
+    return &Remember(host, identity, SplitLines(content), message);
 }
 
 bool SaveProfile(const std::string& host, const ProfileLines& lines) {
@@ -199,11 +250,8 @@ bool SaveProfile(const std::string& host, const ProfileLines& lines) {
     }
     bool ok = !ferror(file);
     if (fclose(file) != 0) ok = false;
-    CachedProfile entry;
-    if (ok && CurrentIdentity(host, &entry.identity)) {
-        entry.lines = lines;
-        profileCache[host] = entry;
-    }
+    FileIdentity identity;
+    if (ok && CurrentIdentity(host, &identity)) Remember(host, identity, lines, 0);
     return ok;
 }
 
@@ -283,12 +331,12 @@ DWORD platform::CopyProfileText(const char* text, char* out, DWORD size) {
 
 bool platform::FindProfileValue(const char* section, const char* key, const char* file, std::string* value) {
     if (!section || !key) return false;
-    const ProfileLines* lines = LoadProfile(HostPath(file));
-    if (!lines) return false;
-    size_t found = FindKey(*lines, section, key);
-    if (found == kNone) return false;
-    std::string name;
-    return KeyLine((*lines)[found].text, &name, value);
+    const CachedProfile* profile = LoadProfile(HostPathOf(file));
+    if (!profile) return false;
+    const std::string* found = IndexedValue(profile->sections, section, key);
+    if (!found) return false;
+    *value = *found;
+    return true;
 }
 
 DWORD GetPrivateProfileStringA(const char* section, const char* key, const char* defaultText, char* out,
@@ -305,11 +353,13 @@ UINT GetPrivateProfileIntA(const char* section, const char* key, int defaultValu
     return ParseProfileInt(value);
 }
 
+UINT platform::ProfileNumber(const std::string& value) { return ParseProfileInt(value); }
+
 BOOL WritePrivateProfileStringA(const char* section, const char* key, const char* value, const char* file) {
     if (!section) return FALSE;
     std::string host = HostPath(file);
-    const ProfileLines* loaded = LoadProfile(host);
-    ProfileLines lines = loaded ? *loaded : ProfileLines();
+    const CachedProfile* loaded = LoadProfile(host);
+    ProfileLines lines = loaded ? loaded->lines : ProfileLines();
     if (!key) return DeleteSection(&lines, section) ? SaveProfile(host, lines) : TRUE;
     if (!value) return DeleteKey(&lines, section, key) ? SaveProfile(host, lines) : TRUE;
     SetKey(&lines, section, key, value);

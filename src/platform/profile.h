@@ -34,6 +34,9 @@ void FlushProfileCache();
 // The value of a key after the reading rules (blanks and one pair of quotes removed); false
 // when the file, the section or the key is missing.
 bool FindProfileValue(const char* section, const char* key, const char* file, std::string* value);
+// A value read as a number by the profile functions (decimal, wrapping like 32-bit arithmetic,
+// 0 for text that is no number).
+UINT ProfileNumber(const std::string& value);
 // Copies at most size - 1 characters and a NUL, as the profile functions fill their buffers;
 // returns the number of characters copied.
 DWORD CopyProfileText(const char* text, char* out, DWORD size);

@@ -7,6 +7,7 @@
 #include <locale.h>
 #include <strings.h>
 
+#include "platform/messages.h"
 #include "platform/profile.h"
 
 namespace {
@@ -84,7 +85,7 @@ int DateOrder(const std::string& items) {
 
 // ---- Where the values come from ----
 
-const char* TimeLocaleName() {
+const char* LookUpTimeLocaleName() {
     for (const char* variable : {"LC_ALL", "LC_TIME", "LANG"}) {
         const char* value = getenv(variable);
         if (value && *value) return value;
@@ -92,26 +93,59 @@ const char* TimeLocaleName() {
     return nullptr;
 }
 
+// The environment is looked at once per dispatched message: a time stamp asks for six values.
+const char* TimeLocaleName() {
+    static unsigned long long lookedUpIn = 0;
+    static const char* name = nullptr;
+    unsigned long long message = platform::CurrentMessageSerial();
+    if (message == 0 || message != lookedUpIn) {
+        name = LookUpTimeLocaleName();
+        lookedUpIn = message;
+    }
+    return name;
+}
+
 // C and POSIX (and C.UTF-8 and its kind) carry no regional conventions of a user.
 bool IsRealLocale(const char* name) {
     return name && *name && strcmp(name, "C") != 0 && strcmp(name, "POSIX") != 0 && strncmp(name, "C.", 2) != 0;
 }
 
+// The formats of the locale last asked for, kept because every time stamp asks again.
+struct KnownLocale {
+    std::string name;
+    bool exists = false;
+    std::string dateFormat, timeFormat, am, pm;
+};
+
+KnownLocale knownLocale;
+
+const KnownLocale& TimeLocale(const char* name) {
+    if (knownLocale.name == name) return knownLocale;
+    knownLocale = KnownLocale();
+    knownLocale.name = name;
+    locale_t locale = newlocale(LC_TIME_MASK, name, (locale_t)0);
+    if (!locale) return knownLocale;
+    knownLocale.exists = true;
+    knownLocale.dateFormat = nl_langinfo_l(D_FMT, locale);
+    knownLocale.timeFormat = nl_langinfo_l(T_FMT, locale);
+    knownLocale.am = nl_langinfo_l(AM_STR, locale);
+    knownLocale.pm = nl_langinfo_l(PM_STR, locale);
+    freelocale(locale);
+    return knownLocale;
+}
+
 bool LocaleValue(const char* key, std::string* value) {
     const char* name = TimeLocaleName();
     if (!IsRealLocale(name)) return false;
-    locale_t locale = newlocale(LC_TIME_MASK, name, (locale_t)0);
-    if (!locale) return false;
-    platform::LocaleTimeFormats formats = {nl_langinfo_l(D_FMT, locale), nl_langinfo_l(T_FMT, locale),
-                                           nl_langinfo_l(AM_STR, locale), nl_langinfo_l(PM_STR, locale)};
-    bool found = platform::RegionalValueFromFormats(formats, key, value);
-    freelocale(locale);
-    return found;
+    const KnownLocale& locale = TimeLocale(name);
+    if (!locale.exists) return false;
+    platform::LocaleTimeFormats formats = {locale.dateFormat.c_str(), locale.timeFormat.c_str(), locale.am.c_str(),
+                                           locale.pm.c_str()};
+    return platform::RegionalValueFromFormats(formats, key, value);
 }
 
-bool InRegionalFile(const char* section, const char* key) {
-    std::string ignored;
-    return IsIntl(section) && platform::FindProfileValue(section, key, regionalFile.c_str(), &ignored);
+bool InRegionalFile(const char* section, const char* key, std::string* value) {
+    return IsIntl(section) && platform::FindProfileValue(section, key, regionalFile.c_str(), value);
 }
 
 }  // namespace
@@ -141,17 +175,15 @@ bool platform::RegionalValueFromFormats(const LocaleTimeFormats& formats, const 
 }
 
 DWORD GetProfileStringA(const char* section, const char* key, const char* defaultText, char* out, DWORD size) {
-    if (InRegionalFile(section, key)) {
-        return GetPrivateProfileStringA(section, key, defaultText, out, size, regionalFile.c_str());
-    }
     std::string value;
-    if (IsIntl(section) && key && LocaleValue(key, &value)) return platform::CopyProfileText(value.c_str(), out, size);
+    if (InRegionalFile(section, key, &value) || (IsIntl(section) && key && LocaleValue(key, &value)))
+        return platform::CopyProfileText(value.c_str(), out, size);
     return platform::CopyProfileText(defaultText ? defaultText : "", out, size);
 }
 
 UINT GetProfileIntA(const char* section, const char* key, int defaultValue) {
-    if (InRegionalFile(section, key)) return GetPrivateProfileIntA(section, key, defaultValue, regionalFile.c_str());
     std::string value;
+    if (InRegionalFile(section, key, &value)) return platform::ProfileNumber(value);
     if (IsIntl(section) && key && LocaleValue(key, &value)) return (UINT)atoi(value.c_str());
     return (UINT)defaultValue;
 }

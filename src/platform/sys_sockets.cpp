@@ -135,11 +135,10 @@ long NextDatagram(int fd, unsigned char* firstByte) {
     return size;
 }
 
+// One call instead of reading and writing the descriptor's flags.
 int SetNonBlocking(int fd, bool on) {
-    int flags = fcntl(fd, F_GETFL);
-    if (flags < 0) return -1;
-    flags = on ? (flags | O_NONBLOCK) : (flags & ~O_NONBLOCK);
-    return fcntl(fd, F_SETFL, flags);
+    int value = on ? 1 : 0;
+    return ioctl(fd, FIONBIO, &value);
 }
 
 int BytesToRead(int fd, int* count) { return ioctl(fd, FIONREAD, count); }

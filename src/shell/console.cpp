@@ -39,9 +39,9 @@ void NewLine(HWND window) {
     if (++Console.caretRow >= kConsoleRows) Scroll(window);
 }
 
-void StoreAndDraw(HWND window, int c) {
+void StoreAndDraw(HWND window, int c, bool drawn) {
     if (Console.cells) *Cell(Console.caretRow, Console.caretColumn) = (char)c;
-    if (Console.cells && Drawn()) {
+    if (Console.cells && drawn) {
         HDC dc = GetDC(window);
         SelectObject(dc, GetStockObject(SYSTEM_FIXED_FONT));
         TextOutA(dc, (Console.caretColumn - Console.leftColumn) * Console.charWidth,
@@ -59,7 +59,7 @@ void Tab(HWND window) {
     } while (Console.caretColumn % 8 != 0);
 }
 
-void PutOne(HWND window, int c) {
+void PutOne(HWND window, int c, bool drawn) {
     switch (c) {
         case 1:
             Console.caretColumn = 0;
@@ -80,7 +80,7 @@ void PutOne(HWND window, int c) {
         case 27:
             break;
         default:
-            StoreAndDraw(window, c);
+            StoreAndDraw(window, c, drawn);
     }
 }
 
@@ -103,9 +103,16 @@ void ConsoleRelease() {
 
 void ConsolePutChar(HWND window, int c, int repeat) {
     if (repeat <= 0) return;
-    for (int i = 0; i < repeat; ++i) PutOne(window, c & 0xFF);
-    SetCaretPos((Console.caretColumn - Console.leftColumn) * Console.charWidth,
-                (Console.caretRow - Console.topRow) * Console.lineHeight);
+    bool drawn = Drawn();
+    for (int i = 0; i < repeat; ++i) PutOne(window, c & 0xFF, drawn);
+    PlaceCaret(window);
+}
+
+void ConsolePutText(HWND window, const char* text, size_t length) {
+    if (length == 0) return;
+    bool drawn = Drawn();
+    for (size_t i = 0; i < length; ++i) PutOne(window, (unsigned char)text[i], drawn);
+    PlaceCaret(window);
 }
 
 // The redraw of the rest of the row is placed with the left column where the top row belongs;

@@ -40,6 +40,10 @@ void ConsoleRelease();
 // interprets the character `repeat` times, then moves the platform caret to the caret cell.
 void ConsolePutChar(HWND window, int c, int repeat);
 
+// The path of MSG_PUTTEXT: each character as ConsolePutChar puts it once, with the platform
+// caret moved once at the end.
+void ConsolePutText(HWND window, const char* text, size_t length);
+
 // Removes the character at the caret, pulling the rest of the row left (Backspace, Delete).
 void ConsoleDeleteAtCaret(HWND window);
 

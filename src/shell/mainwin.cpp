@@ -125,6 +125,7 @@ LRESULT MainWin(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
         case WM_KEYDOWN: OnKeyDown(window, wParam); return 0;
         case WM_CHAR: OnChar(window, wParam, lParam); return 0;
         case MSG_PUTCHAR: ConsolePutChar(window, (int)LOWORD(wParam), (int16_t)LOWORD(lParam)); return 0;
+        case MSG_PUTTEXT: ConsolePutText(window, (const char*)lParam, (size_t)wParam); return 0;
         case WM_TIMER:
             if (wParam == kTickTimer) Tick();
             return 0;
