@@ -14,84 +14,24 @@ package of that name; installed when run as root).
 """
 import argparse
 import os
-import shutil
 import socket
-import subprocess
 import sys
-import tempfile
 import threading
 import time
+
+import benchlib
 
 SLOTS = 25
 ONE_KIB = b"k" * 1024
 HUNDRED_KIB = bytes(range(256)) * 400
 EXPECTED_1K = (b"HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 1024\r\n\r\n" + ONE_KIB)
 
-# wrk's summary in one line. wrk runs for a time, not a count: a short first run measures the
-# rate, and the soak then runs for as long as --requests take at that rate.
-WRK_SCRIPT = """
-function done(summary, latency, requests)
-  io.write(string.format("requests=%d errors=%d timeouts=%d non200=%d p99ms=%.1f\\n", summary.requests,
-    summary.errors.connect + summary.errors.read + summary.errors.write + summary.errors.status,
-    summary.errors.timeout, summary.errors.status, latency:percentile(99) / 1000))
-end
-"""
+SOAK_SETTINGS = "Mode=%s\nHowManyClients=25\nLeavingTimeout=0\nWaitingTimeout=5\nconnectionTimeout=60"
+SOAK_FILES = {"1k.bin": ONE_KIB, "100k.bin": HUNDRED_KIB, "stder.htm": b"missing\n"}
 
 
-def free_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
-def ensure_wrk():
-    if shutil.which("wrk"):
-        return True
-    if os.geteuid() == 0:
-        subprocess.run(["apt-get", "install", "-y", "-qq", "wrk"], stdout=subprocess.DEVNULL,
-                       env=dict(os.environ, DEBIAN_FRONTEND="noninteractive"))
-    return shutil.which("wrk") is not None
-
-
-class Server:
-    def __init__(self, binary, mode):
-        self.dir = tempfile.mkdtemp(prefix="korvel-soak-")
-        site = os.path.join(self.dir, "site")
-        os.makedirs(site)
-        for name, data in (("1k.bin", ONE_KIB), ("100k.bin", HUNDRED_KIB), ("stder.htm", b"missing\n")):
-            with open(os.path.join(site, name), "wb") as f:
-                f.write(data)
-        self.port = free_port()
-        with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
-            f.write("[Server]\nServerPort=%d\nHomeDir=site\nMode=%s\nHowManyClients=%d\nLeavingTimeout=0\n"
-                    "WaitingTimeout=5\nconnectionTimeout=60\n[Standard]\nServer=1\n" % (self.port, mode, SLOTS))
-        self.process = subprocess.Popen([binary, "--headless", "-server"], cwd=self.dir, stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        deadline = time.monotonic() + 10
-        while time.monotonic() < deadline:
-            try:
-                socket.create_connection(("127.0.0.1", self.port), timeout=1).close()
-                break
-            except OSError:
-                time.sleep(0.05)
-
-    def descriptors(self):
-        return len(os.listdir("/proc/%d/fd" % self.process.pid))
-
-    def rss_kib(self):
-        with open("/proc/%d/status" % self.process.pid) as f:
-            for line in f:
-                if line.startswith("VmRSS:"):
-                    return int(line.split()[1])
-        return -1
-
-    def sample(self):
-        return self.descriptors(), self.rss_kib()
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(10)
-        shutil.rmtree(self.dir, ignore_errors=True)
+def Server(binary, mode):
+    return benchlib.KorvelServer(binary, SOAK_FILES, SOAK_SETTINGS % mode)
 
 
 def get(port, path, timeout=10):
@@ -107,28 +47,14 @@ def get(port, path, timeout=10):
         return bytes(data)
 
 
-def wrk_for(port, path, seconds, clients, keep):
-    with tempfile.NamedTemporaryFile("w", suffix=".lua", delete=False) as script:
-        script.write(WRK_SCRIPT)
-    args = ["wrk", "-t%d" % min(clients, 2), "-c%d" % clients, "-d%ds" % seconds, "--timeout", "5s", "-s", script.name]
-    if not keep:
-        args += ["-H", "Connection: close"]
-    out = subprocess.run(args + ["http://127.0.0.1:%d/%s" % (port, path)], capture_output=True, text=True,
-                         timeout=seconds + 60).stdout
-    os.unlink(script.name)
-    line = [l for l in out.splitlines() if l.startswith("requests=")]
-    if not line:
-        print(out)
-        return {}
-    return dict(kv.split("=") for kv in line[-1].split())
-
-
+# wrk runs for a time, not a count: a short first run measures the rate, and the soak then
+# runs for as long as the requests take at that rate.
 def wrk_run(port, path, requests, clients, keep):
-    probe = wrk_for(port, path, 3, clients, keep)
+    probe = benchlib.wrk(port, path, 3, clients, keep)
     rate = max(1.0, int(probe.get("requests", 0)) / 3.0)
     seconds = max(5, int(requests / rate + 0.5))
     start = time.monotonic()
-    fields = wrk_for(port, path, seconds, clients, keep)
+    fields = benchlib.wrk(port, path, seconds, clients, keep)
     return time.monotonic() - start, fields
 
 
@@ -158,8 +84,8 @@ def soak(binary, requests, clients):
             peak_rss = max([r for _, r in during] or [before[1]])
             name = "%s, %s" % (path, "kept connections" if keep else "Connection: close")
             done = int(fields.get("requests", 0))
-            print("%-28s %9d %7s %7s %7s %8.0f %10s %12s" % (
-                name, done, fields.get("errors", "?"), fields.get("non200", "?"), fields.get("p99ms", "?"),
+            print("%-28s %9d %7d %7d %7.1f %8.0f %10s %12s" % (
+                name, done, fields.get("errors", -1), fields.get("non200", -1), fields.get("p99ms", -1),
                 done / seconds if seconds else 0, "%d/%d/%d" % (before[0], peak_fds, after[0]),
                 "%d/%d/%d" % (before[1], peak_rss, after[1])))
             if after[0] > before[0]:
@@ -229,11 +155,11 @@ def hostile(binary):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--binary", default=os.path.join(os.path.dirname(__file__), "..", "build", "korvel"))
+    parser.add_argument("--binary", default=benchlib.DEFAULT_KORVEL)
     parser.add_argument("--requests", type=int, default=1000000)
     parser.add_argument("--clients", type=int, default=24)
     args = parser.parse_args()
-    if not ensure_wrk():
+    if benchlib.ensure_tools("wrk"):
         sys.exit("wrk is needed: apt-get install wrk")
     worries = soak(os.path.abspath(args.binary), args.requests, args.clients) + hostile(os.path.abspath(args.binary))
     print("\n".join(["", "nothing grew or failed"] if not worries else ["", "WORRIES:"] + worries))

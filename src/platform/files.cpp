@@ -80,10 +80,11 @@ std::string HostPath(const char* path) {
 }
 
 
-// 'e' (close on exec) keeps our files out of the programs that WinExec starts.
+// 'e' (close on exec) keeps our files out of the programs that WinExec starts. Only a plain
+// read opens a directory; any mode that writes fails on one by itself.
 FILE* FileOpen(const char* path, const char* mode) {
     FILE* file = fopen(HostPath(path).c_str(), (HostMode(mode) + "e").c_str());
-    if (file && IsDirectory(fileno(file))) {
+    if (file && IsPlainReadMode(mode) && IsDirectory(fileno(file))) {
         fclose(file);
         errno = EISDIR;
         return nullptr;
