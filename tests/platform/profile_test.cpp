@@ -2,10 +2,13 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <vector>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "platform/messages.h"
 #include "support/temp_dir.h"
 
 using testing_support::TempDir;
@@ -230,6 +233,11 @@ TEST_F(ProfileTest, WriteFailsWhereNoFileCanBeMade) {
 // ---- The cache ----
 
 class ProfileCacheTest : public ProfileTest {
+public:
+    // For a window procedure that reads and edits the file as a request would.
+    std::string Read() const { return Get("Mime", "txt"); }
+    void Edit(const std::string& content) const { WriteIni(content); }
+
 protected:
     void SetUp() override {
         ProfileTest::SetUp();
@@ -274,6 +282,39 @@ TEST_F(ProfileCacheTest, KeepsTheParsedFileUntilFlushedButSeesItsOwnWrites) {
     EXPECT_EQ(Get("Mime", "txt"), "text/PLAIN");
     EXPECT_TRUE(Write("Mime", "txt", "text/html"));
     EXPECT_EQ(Get("Mime", "txt"), "text/html");
+}
+
+// Each posted message reads the key twice and rewrites the file in between (another size), as
+// a request that reads several keys while someone edits the file. The file is looked at once
+// per message: both reads of a message agree, and the next message sees the edit.
+std::vector<std::string> readsInMessages;
+const ProfileCacheTest* readingTest = nullptr;
+
+LRESULT ReadTwice(HWND, UINT message, WPARAM edit, LPARAM) {
+    if (message != WM_USER) return 0;
+    readsInMessages.push_back(readingTest->Read());
+    readingTest->Edit("[Mime]\ntxt=" + std::string((size_t)edit, 'x') + "\n");
+    readsInMessages.push_back(readingTest->Read());
+    return 0;
+}
+
+TEST_F(ProfileCacheTest, LooksAtTheFileOncePerDispatchedMessage) {
+    WNDCLASSEXA cls{};
+    cls.cbSize = sizeof cls;
+    cls.lpfnWndProc = ReadTwice;
+    cls.lpszClassName = "PROFILEREADER";
+    RegisterClassExA(&cls);
+    HWND window = CreateWindowExA(0, "PROFILEREADER", "t", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_NE(window, nullptr);
+    readingTest = this;
+    readsInMessages.clear();
+    PostMessageA(window, WM_USER, 1, 0);
+    PostMessageA(window, WM_USER, 2, 0);
+    platform::DispatchPendingEvents(1);
+    EXPECT_EQ(readsInMessages, (std::vector<std::string>{"text/plain", "text/plain", "x", "x"}));
+    EXPECT_EQ(Get("Mime", "txt"), "xx") << "outside a message every read looks at the file";
+    DestroyWindow(window);
+    platform::ResetWindows();
 }
 
 }  // namespace
