@@ -42,6 +42,8 @@ struct SocketRecord {
     long mask = 0;
     long armed = FD_READ | FD_ACCEPT | FD_CLOSE;  // FD_CLOSE is never armed again once posted
     bool holding = false;     // corked: sends of the current message are gathered
+    std::vector<char> ahead;  // stream input read from the system, not yet taken (see ReadAhead)
+    size_t aheadTaken = 0;
     bool resetAtClose = false;  // lingers for 0 seconds: closing resets and drops unsent data
 };
 
@@ -151,8 +153,14 @@ size_t IpHeaderLength(const unsigned char* packet, size_t size) {
     return std::min<size_t>((size_t)(packet[0] & 0x0F) * 4, size);
 }
 
+size_t ReadAhead(const SocketRecord& r) { return r.ahead.size() - r.aheadTaken; }
+
+// A stream's waiting input: what was read ahead, or else what the system holds. While input
+// is read ahead, more may be waiting in the system; it is counted once the read-ahead is
+// taken, as if it had arrived a moment later.
 int BytesWaiting(int fd, const SocketRecord& r) {
     if (r.kind == SocketKind::Stream) {
+        if (size_t ahead = ReadAhead(r)) return (int)ahead;
         int count = 0;
         return sys::BytesToRead(fd, &count) == 0 ? count : 0;
     }
@@ -277,6 +285,15 @@ public:
             auto it = sockets.find(fds[i].fd);
             if (it != sockets.end() && it->second.mask != 0) Dispatch(it->first, it->second, fds[i].revents);
         }
+        // Input read ahead is readable whatever the system says.
+        for (auto& entry : sockets)
+            if (ReadAhead(entry.second) > 0) Post(entry.first, entry.second, FD_READ, 0);
+    }
+
+    int WakeAfterMs() override {
+        for (const auto& entry : sockets)
+            if (ReadAhead(entry.second) > 0 && Wants(entry.second, FD_READ)) return 0;
+        return -1;
     }
 
     void AfterDispatch() override { ReleaseHeldSends(); }
@@ -287,9 +304,36 @@ SocketEvents socketEvents;
 // ---------------------------------------------------------------------------------------------
 // Transfers.
 
+// The program reads streams in pieces of 200 bytes, each after asking how much is waiting.
+// So a stream is read from the system up to kReadAhead bytes at a time, and the pieces (and
+// the questions) are answered from that.
+constexpr size_t kReadAhead = 16384;
+
+int TakeReadAhead(SocketRecord& r, char* buffer, int length, bool peek) {
+    size_t count = std::min(ReadAhead(r), (size_t)length);
+    if (count) memcpy(buffer, r.ahead.data() + r.aheadTaken, count);
+    if (peek) return (int)count;
+    r.aheadTaken += count;
+    if (r.aheadTaken == r.ahead.size()) {
+        std::vector<char>().swap(r.ahead);  // an idle connection holds no buffer
+        r.aheadTaken = 0;
+    }
+    return (int)count;
+}
+
 int ReceiveStream(int fd, SocketRecord& r, char* buffer, int length, int flags) {
-    long received = sys::Receive(fd, buffer, (size_t)length, flags);
-    return received >= 0 ? (int)received : FailTransfer(r, false);
+    bool plain = flags == 0 || flags == sys::kPeek;
+    if (plain && ReadAhead(r) > 0) return TakeReadAhead(r, buffer, length, flags == sys::kPeek);
+    if (!plain || (size_t)length >= kReadAhead) {
+        long received = sys::Receive(fd, buffer, (size_t)length, flags);
+        return received >= 0 ? (int)received : FailTransfer(r, false);
+    }
+    static char scratch[kReadAhead];
+    long received = sys::Receive(fd, scratch, kReadAhead, 0);
+    if (received <= 0) return received == 0 ? 0 : FailTransfer(r, false);
+    r.ahead.assign(scratch, scratch + received);
+    r.aheadTaken = 0;
+    return TakeReadAhead(r, buffer, length, flags == sys::kPeek);
 }
 
 int ReceiveDatagram(int fd, SocketRecord& r, char* buffer, int length, int flags, SOCKADDR* from, int* fromLength) {
