@@ -11,11 +11,12 @@
 
 namespace {
 
-constexpr size_t kCopyBlock = 512;
+// Large enough that the file routines move most of a page in one system call.
+constexpr size_t kCopyBlock = 65536;
 
 // Copies `count` bytes of from into to (all of it when count is negative).
 void CopyBytes(FILE* from, FILE* to, long count) {
-    char block[kCopyBlock];
+    static char block[kCopyBlock];
     while (count != 0) {
         size_t want = count < 0 || (size_t)count > sizeof block ? sizeof block : (size_t)count;
         size_t n = fread(block, 1, want, from);
