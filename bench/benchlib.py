@@ -68,21 +68,23 @@ def descriptors(pid):
     return len(os.listdir("/proc/%d/fd" % pid))
 
 
-class KorvelServer:
-    """korvel --headless -server in a temporary directory whose site holds `files`."""
+class Server:
+    """A server process on a free loopback port, serving `files` from a site directory in a
+    temporary directory of its own."""
 
-    def __init__(self, binary, files, settings):
-        self.dir = tempfile.mkdtemp(prefix="korvel-bench-")
-        site = os.path.join(self.dir, "site")
-        os.makedirs(site)
+    def __init__(self, prefix, files):
+        self.dir = tempfile.mkdtemp(prefix=prefix)
+        self.site = os.path.join(self.dir, "site")
+        os.makedirs(self.site)
         for name, data in files.items():
-            with open(os.path.join(site, name), "wb") as f:
+            with open(os.path.join(self.site, name), "wb") as f:
                 f.write(data)
         self.port = free_port()
-        with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
-            f.write("[Server]\nServerPort=%d\nHomeDir=site\n%s\n[Standard]\nServer=1\n" % (self.port, settings))
-        self.process = subprocess.Popen([binary, "--headless", "-server"], cwd=self.dir, stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.process = None
+
+    def start(self, args):
+        self.process = subprocess.Popen(args, cwd=self.dir, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
         wait_for_port(self.port)
 
     @property
@@ -96,6 +98,16 @@ class KorvelServer:
         self.process.terminate()
         self.process.wait(10)
         shutil.rmtree(self.dir, ignore_errors=True)
+
+
+class KorvelServer(Server):
+    """korvel --headless -server with the [Server] settings given."""
+
+    def __init__(self, binary, files, settings):
+        super().__init__("korvel-bench-", files)
+        with open(os.path.join(self.dir, "korvel.ini"), "w") as f:
+            f.write("[Server]\nServerPort=%d\nHomeDir=site\n%s\n[Standard]\nServer=1\n" % (self.port, settings))
+        self.start([binary, "--headless", "-server"])
 
 
 def wrk(port, path, seconds, clients, keep=False, timeout="5s"):

@@ -34,47 +34,21 @@ GRAB_WORK_FILES = {"http.tmp", "img.tmp", "tmp.txt", "tmp2.txt", "tmp3.txt", "kv
 
 # ---- Servers ----------------------------------------------------------------------------------
 
-class Lighttpd:
+class Lighttpd(benchlib.Server):
     def __init__(self, files):
-        self.dir = tempfile.mkdtemp(prefix="lighttpd-bench-")
-        site = os.path.join(self.dir, "site")
-        os.makedirs(site)
-        for name, data in files.items():
-            with open(os.path.join(site, name), "wb") as f:
-                f.write(data)
-        self.port = benchlib.free_port()
+        super().__init__("lighttpd-bench-", files)
         conf = os.path.join(self.dir, "lighttpd.conf")
         with open(conf, "w") as f:
             f.write('server.document-root = "%s"\nserver.port = %d\nserver.bind = "127.0.0.1"\n'
                     'server.errorlog = "%s/error.log"\nmimetype.assign = (".bin" => "application/octet-stream")\n'
-                    % (site, self.port, self.dir))
-        binary = shutil.which("lighttpd") or "/usr/sbin/lighttpd"
-        self.process = subprocess.Popen([binary, "-D", "-f", conf], stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL)
-        benchlib.wait_for_port(self.port)
-        self.pid = self.process.pid
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(10)
-        shutil.rmtree(self.dir, ignore_errors=True)
+                    % (self.site, self.port, self.dir))
+        self.start([shutil.which("lighttpd") or "/usr/sbin/lighttpd", "-D", "-f", conf])
 
 
-class SendLoop:
+class SendLoop(benchlib.Server):
     def __init__(self, files, binary):
-        self.dir = tempfile.mkdtemp(prefix="sendloop-bench-")
-        for name, data in files.items():
-            with open(os.path.join(self.dir, name), "wb") as f:
-                f.write(data)
-        self.port = benchlib.free_port()
-        self.process = subprocess.Popen([binary, str(self.port), self.dir])
-        benchlib.wait_for_port(self.port)
-        self.pid = self.process.pid
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(10)
-        shutil.rmtree(self.dir, ignore_errors=True)
+        super().__init__("sendloop-bench-", files)
+        self.start([binary, str(self.port), self.site])
 
 
 def build_sendloop(work):
