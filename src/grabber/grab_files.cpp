@@ -22,6 +22,7 @@ void CopyBytes(FILE* from, FILE* to, long count) {
         size_t n = fread(block, 1, want, from);
         if (n == 0) return;
         fwrite(block, 1, n, to);
+        if (n < want) return;  // the end of the file (or an error, which a retry would repeat)
         if (count > 0) count -= (long)n;
     }
 }
