@@ -48,14 +48,25 @@ def get(port, path, timeout=10):
 
 
 # wrk runs for a time, not a count: a short first run measures the rate, and the soak then
-# runs for as long as the requests take at that rate.
+# runs wrk for as long as the remaining requests take at that rate, again until they are all
+# done. The figures add up over the runs (p99: the worst run's).
 def wrk_run(port, path, requests, clients, keep):
     probe = benchlib.wrk(port, path, 3, clients, keep)
-    rate = max(1.0, int(probe.get("requests", 0)) / 3.0)
-    seconds = max(5, int(requests * 1.1 / rate + 0.5))  # a margin: the rate varies
+    rate = max(1.0, probe.get("requests", 0) / 3.0)
+    total = {"requests": 0, "errors": 0, "timeouts": 0, "non200": 0, "p99ms": 0.0}
     start = time.monotonic()
-    fields = benchlib.wrk(port, path, seconds, clients, keep)
-    return time.monotonic() - start, fields
+    for _ in range(20):
+        left = requests - total["requests"]
+        if left <= 0:
+            break
+        fields = benchlib.wrk(port, path, max(3, int(left * 1.05 / rate + 0.5)), clients, keep)
+        if not fields:
+            break
+        for key in ("requests", "errors", "timeouts", "non200"):
+            total[key] += fields.get(key, 0)
+        total["p99ms"] = max(total["p99ms"], fields.get("p99ms", 0))
+        rate = max(1.0, fields["requests"] / fields["seconds"]) if fields.get("seconds") else rate
+    return time.monotonic() - start, total
 
 
 def soak(binary, requests, clients):
