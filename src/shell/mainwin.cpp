@@ -106,6 +106,12 @@ void Tick() {
 }  // namespace
 
 LRESULT MainWin(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    // Printed text is never a socket event, however many channels the settings ask for (a
+    // negative count makes every number from MSG_CHANNEL0 up look like a channel's).
+    if (message == MSG_PUTTEXT) {
+        ConsolePutText(window, (const char*)lParam, (size_t)wParam);
+        return 0;
+    }
     if (IsChannelMessage(message)) {
         ClientMsg(window, (int)(message - MSG_CHANNEL0), (uint32_t)lParam);
         return 0;
@@ -125,7 +131,6 @@ LRESULT MainWin(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
         case WM_KEYDOWN: OnKeyDown(window, wParam); return 0;
         case WM_CHAR: OnChar(window, wParam, lParam); return 0;
         case MSG_PUTCHAR: ConsolePutChar(window, (int)LOWORD(wParam), (int16_t)LOWORD(lParam)); return 0;
-        case MSG_PUTTEXT: ConsolePutText(window, (const char*)lParam, (size_t)wParam); return 0;
         case WM_TIMER:
             if (wParam == kTickTimer) Tick();
             return 0;
