@@ -38,6 +38,7 @@ public:
         printed.append(text, length);
         if (show) fwrite(text, 1, length, stderr);
     }
+    bool DrawsWindows() const override { return false; }
     bool show = false;
     std::string printed;
 };
