@@ -634,7 +634,7 @@ int WSAAsyncSelect(SOCKET s, HWND window, UINT message, long events) {
     SocketRecord* r = Find(s);
     if (!r) return Fail(WSAENOTSOCK);
     if (events != 0 && !IsWindow(window)) return Fail(WSAEINVAL);
-    if (sys::SetNonBlocking((int)s, true) != 0) return FailWithErrno();
+    if (r->blocking && sys::SetNonBlocking((int)s, true) != 0) return FailWithErrno();
     r->blocking = false;
     r->window = events ? window : nullptr;
     r->message = message;
