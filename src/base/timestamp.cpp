@@ -1,6 +1,7 @@
 #include "base/timestamp.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "platform/profile.h"
 
@@ -21,6 +22,7 @@ struct RegionalFormat {
 
 RegionalFormat ReadRegionalFormat() {
     RegionalFormat format;
+    memset(&format, 0, sizeof format);  // whole bytes, so that formats compare as bytes
     format.dateOrder = (int)GetProfileIntA("intl", "iDate", 0);
     format.clock = (int)GetProfileIntA("intl", "iTime", 0);
     GetProfileStringA("intl", "sDate", "/", format.dateSeparator, sizeof format.dateSeparator);
@@ -58,6 +60,23 @@ int FormatTime(const tm& local, const RegionalFormat& format, char* out, size_t 
                     suffix);
 }
 
+// Everything a stamp's text is made from.
+struct StampSource {
+    int fields[7];
+    RegionalFormat format;
+
+    static StampSource Of(const tm& local, const RegionalFormat& format) {
+        StampSource source;
+        memset(&source, 0, sizeof source);  // the padding too, for the comparison
+        int fields[7] = {local.tm_year, local.tm_mon, local.tm_mday, local.tm_wday,
+                         local.tm_hour, local.tm_min, local.tm_sec};
+        memcpy(source.fields, fields, sizeof fields);
+        memcpy(&source.format, &format, sizeof format);
+        return source;
+    }
+    bool operator==(const StampSource& other) const { return memcmp(this, &other, sizeof *this) == 0; }
+};
+
 // What snprintf put into a buffer of `size` bytes.
 int Written(int length, size_t size) {
     if (length < 0) return 0;
@@ -71,7 +90,20 @@ int16_t TimeStamp(time_t time, char* out) {
     tm local;
     if (!localtime_r(&time, &local)) return 0;
     RegionalFormat format = ReadRegionalFormat();
+    // A server stamps every login and logout, mostly within the same second: the text of the
+    // last stamp is kept with what it was made from.
+    static StampSource last;
+    static char lastText[kTimeStampSize];
+    static int16_t lastLength = -1;
+    StampSource source = StampSource::Of(local, format);
+    if (lastLength >= 0 && source == last) {
+        memcpy(out, lastText, (size_t)lastLength + 1);
+        return lastLength;
+    }
     int length = Written(FormatDate(local, format, out, kTimeStampSize), kTimeStampSize);
     length += Written(FormatTime(local, format, out + length, kTimeStampSize - length), kTimeStampSize - length);
+    last = source;
+    lastLength = (int16_t)length;
+    memcpy(lastText, out, (size_t)length + 1);
     return (int16_t)length;
 }
