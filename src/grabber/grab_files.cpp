@@ -41,7 +41,7 @@ int16_t CopyFile(const char* source, const char* target) {
         Print(MainWindow, "CopyFile, unable to open source file %s\n", source);
         return 0;
     }
-    FILE* to = FileOpen(target, "w+b");
+    FILE* to = FileOpenAnew(target);
     if (!to) {
         Print(MainWindow, "CopyFile, unable to open destination file %s\n", target);
         fclose(from);
@@ -65,7 +65,7 @@ int16_t CheckFileEnd(FILE* file, const char* target, const char* scratch) {
         return 0;
     }
     if (fseek(file, 0, SEEK_SET) != 0) return EndError(file, "CheckFileEnd fseek Error !!!\n");
-    FILE* cut = FileOpen(scratch, "w+b");
+    FILE* cut = FileOpenAnew(scratch);
     if (!cut) {
         Print(MainWindow, "CheckFileEnd, unable to open destination file %s\n", scratch);
         fclose(file);

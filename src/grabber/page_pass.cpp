@@ -25,7 +25,7 @@ bool PagePass::Open(const char* page, bool outputFirst, const char* pageMessage,
         bool outputStep = (step == 0) == outputFirst;
         FILE*& file = outputStep ? out_ : page_;
         const char* path = outputStep ? output : page;
-        file = FileOpen(path, outputStep ? "w+b" : "rb");
+        file = outputStep ? FileOpenAnew(path) : FileOpen(path, "rb");
         if (!file) {
             Print(MainWindow, outputStep ? outputMessage : pageMessage, path);
             return false;

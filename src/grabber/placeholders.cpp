@@ -50,7 +50,7 @@ int16_t Url_Miss(int16_t index) {
     if (!GetSet(&r, kGetRecord, index, Grab.PageList.file)) return 0;
     char work[256], path[256];
     GrabFile(work, "tmp.txt");
-    FILE* file = FileOpen(work, "w+b");
+    FILE* file = FileOpenAnew(work);
     if (!file) {
         Print(MainWindow, "Url_Miss unable to open %s\n", work);
         return 0;

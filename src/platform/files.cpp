@@ -61,6 +61,16 @@ bool IsDirectory(int fd) {
     return fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+// Removes a non-empty file that FileOpenAnew will make again; returns the permissions to give
+// the new file, or -1 when the file is to be emptied in place instead.
+int RemoveToReplace(const std::string& host) {
+    struct stat info;
+    if (lstat(host.c_str(), &info) != 0) return -1;
+    if (!S_ISREG(info.st_mode) || info.st_nlink != 1 || info.st_size == 0) return -1;
+    if (access(host.c_str(), W_OK) != 0 || unlink(host.c_str()) != 0) return -1;
+    return (int)(info.st_mode & 07777);
+}
+
 }  // namespace
 
 std::string HostPath(const char* path) {
@@ -89,6 +99,15 @@ FILE* FileOpen(const char* path, const char* mode) {
         errno = EISDIR;
         return nullptr;
     }
+    return file;
+}
+
+
+FILE* FileOpenAnew(const char* path) {
+    std::string host = HostPath(path);
+    int permissions = RemoveToReplace(host);
+    FILE* file = fopen(host.c_str(), "w+be");
+    if (file && permissions >= 0) fchmod(fileno(file), (mode_t)permissions);
     return file;
 }
 

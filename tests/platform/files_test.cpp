@@ -84,6 +84,46 @@ TEST_F(FilesTest, ExistsRemoveAndMissingFiles) {
     EXPECT_EQ(FileLength(nullptr), -1);
 }
 
+// A file written anew replaces the old one (the old content stays with a reader that still
+// has it open), keeps its permissions, and is emptied in place when it has a second name or
+// is reached through a symbolic link, so that the other name sees the new content.
+TEST_F(FilesTest, OpenAnewReplacesTheFileUnlessItHasOtherNames) {
+    dir.Write("sub/page.htm", "the old page");
+    ASSERT_EQ(chmod(dir.File("sub/page.htm").c_str(), 0640), 0);
+    FILE* reader = fopen(dir.File("sub/page.htm").c_str(), "rb");
+    ASSERT_NE(reader, nullptr);
+    FILE* out = FileOpenAnew(DosPath("page.htm").c_str());
+    ASSERT_NE(out, nullptr);
+    EXPECT_TRUE(fcntl(fileno(out), F_GETFD) & FD_CLOEXEC);
+    fputs("new", out);
+    fclose(out);
+    EXPECT_EQ(dir.Read("sub/page.htm"), "new");
+    struct stat info;
+    ASSERT_EQ(stat(dir.File("sub/page.htm").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+    char old[32] = {};
+    EXPECT_EQ(fread(old, 1, sizeof old, reader), 12u);
+    EXPECT_STREQ(old, "the old page");
+    fclose(reader);
+
+    ASSERT_EQ(link(dir.File("sub/page.htm").c_str(), dir.File("sub/second.htm").c_str()), 0);
+    ASSERT_EQ(symlink("second.htm", dir.File("sub/alias.htm").c_str()), 0);
+    const struct {
+        const char* name;
+        const char* content;
+    } rows[] = {{"page.htm", "through the first name"}, {"alias.htm", "through the link"}};
+    for (const auto& row : rows) {
+        FILE* again = FileOpenAnew(DosPath(row.name).c_str());
+        ASSERT_NE(again, nullptr) << row.name;
+        fputs(row.content, again);
+        fclose(again);
+        EXPECT_EQ(dir.Read("sub/second.htm"), row.content) << "written " << row.name;
+    }
+    struct stat link;
+    ASSERT_EQ(lstat(dir.File("sub/alias.htm").c_str(), &link), 0);
+    EXPECT_TRUE(S_ISLNK(link.st_mode));
+}
+
 // ---- Opening denying write ----
 
 // Another process that holds a file open (with the given open flags) until released; it ends
