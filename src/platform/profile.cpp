@@ -40,7 +40,7 @@ struct FileIdentity {
     }
 };
 
-// Where the keys of one section header are, in the order of the file.
+// A key of a section and its value, read by the rules (in the order of the file).
 struct IndexedKey {
     std::string name;
     std::string value;

@@ -369,15 +369,19 @@ bool ReadBool(const char* value) {
     return flag != 0;
 }
 
-int SetLinger(int fd, const char* value) {
+LINGER ReadLinger(const char* value) {
     LINGER linger;
     memcpy(&linger, value, sizeof linger);
+    return linger;
+}
+
+int SetLinger(int fd, const char* value) {
+    LINGER linger = ReadLinger(value);
     return sys::SetLinger(fd, linger.l_onoff != 0, linger.l_linger);
 }
 
 bool LingersForNoTime(const char* value) {
-    LINGER linger;
-    memcpy(&linger, value, sizeof linger);
+    LINGER linger = ReadLinger(value);
     return linger.l_onoff != 0 && linger.l_linger == 0;
 }
 
@@ -588,7 +592,8 @@ int recvfrom(SOCKET s, char* buffer, int length, int flags, SOCKADDR* from, int*
 int closesocket(SOCKET s) {
     SocketRecord* r = Find(s);
     if (!r) return Fail(WSAENOTSOCK);
-    // A graceful close sends what is held, with the end of the stream in the same segment.
+    // A graceful close sends what is held together with the end of the stream; a reset would
+    // drop it, so it is sent first.
     if (r->resetAtClose) ReleaseSends((int)s, *r);
     if (r->kind == SocketKind::Stream && r->connected) sys::DiscardInput((int)s, kDiscardAtClose);
     sockets.erase((int)s);
