@@ -30,22 +30,22 @@ def pieces(data, size=255):
 # ---- the request target: steps of the peers ------------------------------------------------
 
 class Visit:
+    """Steps of the peers: an op byte (op << 3 | peer) and its operand."""
+
     def __init__(self, bits, modes=0):
         self.data = options(bits) + options(modes)
 
-    def step(self, op, peer=0):
-        self.data += bytes([(op << 3) | peer])
+    def step(self, op, peer=0, operand=b""):
+        self.data += bytes([(op << 3) | peer]) + operand
         return self
 
-    def write(self, text, peer=0):
+    def write(self, text, peer=0, op=0):
         for piece in pieces(text):
-            self.step(0, peer).data += counted(piece)
+            self.step(op, peer, counted(piece))
         return self
 
     def bytewise(self, text, peer=0):
-        for piece in pieces(text):
-            self.step(1, peer).data += counted(piece)
-        return self
+        return self.write(text, peer, 1)
 
     def close(self, peer=0):
         return self.step(2, peer)
@@ -54,19 +54,16 @@ class Visit:
         return self.step(3, peer)
 
     def tick(self, seconds=1):
-        self.step(4).data += bytes([seconds])
-        return self
+        return self.step(4, 0, bytes([seconds]))
 
     def answer(self, text):
-        self.step(5).data += counted(text)
-        return self
+        return self.step(5, 0, counted(text))
 
     def connect(self, peer):
         return self.step(6, peer)
 
     def lock(self, tokens=False):
-        self.step(7).data += bytes([1 if tokens else 0])
-        return self
+        return self.step(7, 0, bytes([1 if tokens else 0]))
 
 
 HTTP10, KEEP, PROXY, FEW = 1, 2, 4, 8
@@ -87,74 +84,38 @@ def request_seeds():
         "outside-home": Visit(HTTP10).write(b"GET /../korvel.ini HTTP/1.0\r\n\r\n"),
         "mime-from-settings": Visit(HTTP10).write(b"GET /data.xyz HTTP/1.0\r\nAccept: */*\r\n\r\n"),
         "missing-file": Visit(0).write(b"GET /nope.htm HTTP/1.0\r\n\r\n"),
-        "mailbox-posts": Visit(HTTP10)
-        .write(b"GET /x?y=1 HTTP/1.0\r\n\r\n")
+        "mailbox-posts": Visit(HTTP10).write(b"GET /x?y=1 HTTP/1.0\r\n\r\n")
         .write(b"GET /form?name=Jo+Ann&text=Hi%21 HTTP/1.0\r\n\r\n", 1),
         "escapes": Visit(HTTP10).write(b"GET /e?a=%41%7f%1B%80%0A%0d%zz&b=%4/%2 HTTP/1.0\r\n\r\n"),
-        "cgi-waited-answered": Visit(HTTP10)
-        .write(b"GET /cgi-dosw?a=1&b=2+3 HTTP/1.0\r\nUser-Agent: x\r\n\r\n")
-        .tick(1)
-        .answer(b"site/a.txt\r\n")
-        .tick(1)
-        .tick(1),
+        "cgi-waited-answered": Visit(HTTP10).write(b"GET /cgi-dosw?a=1&b=2+3 HTTP/1.0\r\nUser-Agent: x\r\n\r\n").tick(1)
+        .answer(b"site/a.txt\r\n").tick(1).tick(1),
         "cgi-answer-null": Visit(HTTP10).write(b"GET /cgi-dosa?q HTTP/1.0\r\n\r\n").answer(b"NULL").tick(2),
         "cgi-not-waited": Visit(HTTP10).write(b"GET /cgi-dosn?x=%41 HTTP/1.0\r\n\r\n"),
         "cgi-cannot-start": Visit(HTTP10).write(b"GET /cgi-dosm?x HTTP/1.0\r\n\r\n"),
-        "cgi-unknown-and-forms": Visit(HTTP10)
-        .write(b"GET /cgi-dosz?x HTTP/1.0\r\n\r\n")
-        .write(b"GET /cgi-do?a HTTP/1.0\r\n\r\n", 1)
-        .write(b"GET /cgi-dos/x?a HTTP/1.0\r\n\r\n", 2)
+        "cgi-unknown-and-forms": Visit(HTTP10).write(b"GET /cgi-dosz?x HTTP/1.0\r\n\r\n")
+        .write(b"GET /cgi-do?a HTTP/1.0\r\n\r\n", 1).write(b"GET /cgi-dos/x?a HTTP/1.0\r\n\r\n", 2)
         .write(b"GET /cgi-dosbad?a HTTP/1.0\r\n\r\n", 3),
-        "cgi-delayed": Visit(HTTP10)
-        .write(b"GET /cgi-dosw?one HTTP/1.0\r\n\r\n")
-        .write(b"GET /cgi-dosw?two HTTP/1.0\r\n\r\n", 1)
-        .tick(1)
-        .answer(b"site/home.htm")
-        .tick(1)
-        .tick(1),
+        "cgi-delayed": Visit(HTTP10).write(b"GET /cgi-dosw?one HTTP/1.0\r\n\r\n")
+        .write(b"GET /cgi-dosw?two HTTP/1.0\r\n\r\n", 1).tick(1).answer(b"site/home.htm").tick(1).tick(1),
         "line-of-199": Visit(HTTP10).write(long_199),
         "line-of-200": Visit(HTTP10).write(long_200),
         "extended-command-form": Visit(HTTP10).write(extended),
         "extended-command-too-long": Visit(HTTP10).write(too_long),
         "byte-by-byte": Visit(HTTP10, SHOW_COMMANDS).bytewise(b"GET /a.txt HTTP/1.0\r\n\r\n"),
         "while-sending-simplex": Visit(HTTP10 | KEEP, SIMPLEX | QUIET)
-        .write(b"GET /big.gif HTTP/1.0\r\n\r\nGET /a.txt HTTP/1.0\r\n\r\n")
-        .tick(1)
-        .tick(1),
-        "cgi-token-locked": Visit(HTTP10, CGI_SYNCHRO)
-        .write(b"GET /cgi-dosw?t HTTP/1.0\r\n\r\n")
-        .lock(tokens=True)
-        .tick(1)
-        .answer(b"site/a.txt")
-        .lock(tokens=True)
-        .close()
-        .tick(2)
-        .tick(70),
-        "keep-alive": Visit(HTTP10 | KEEP)
-        .write(b"GET /a.txt HTTP/1.0\r\n\r\n")
+        .write(b"GET /big.gif HTTP/1.0\r\n\r\nGET /a.txt HTTP/1.0\r\n\r\n").tick(1).tick(1),
+        "cgi-token-locked": Visit(HTTP10, CGI_SYNCHRO).write(b"GET /cgi-dosw?t HTTP/1.0\r\n\r\n").lock(tokens=True)
+        .tick(1).answer(b"site/a.txt").lock(tokens=True).close().tick(2).tick(70),
+        "keep-alive": Visit(HTTP10 | KEEP).write(b"GET /a.txt HTTP/1.0\r\n\r\n")
         .write(b"GET /big.gif HTTP/1.0\r\n\r\nGET /sub/ HTTP/1.0\r\n\r\n"),
-        "interleaved": Visit(HTTP10)
-        .write(b"GET /a.t", 0)
-        .write(b"GET /home.htm HTTP/1.0\r", 1)
-        .write(b"xt HTTP/1.0\r\n\r\n", 0)
-        .close(1)
-        .half_close(2)
-        .write(b"GET / HTTP/1.0\r\n", 3)
-        .close(3),
+        "interleaved": Visit(HTTP10).write(b"GET /a.t", 0).write(b"GET /home.htm HTTP/1.0\r", 1)
+        .write(b"xt HTTP/1.0\r\n\r\n", 0).close(1).half_close(2).write(b"GET / HTTP/1.0\r\n", 3).close(3),
         "locked-file": Visit(HTTP10).lock().write(b"GET /a.txt HTTP/1.0\r\n\r\n").tick(1).lock().tick(1),
-        "all-channels-busy": Visit(HTTP10 | FEW)
-        .connect(0)
-        .connect(1)
-        .connect(2)
-        .connect(3)
-        .write(b"GET /a.txt HTTP/1.0\r\n\r\n", 3)
-        .tick(3)
-        .tick(3),
+        "all-channels-busy": Visit(HTTP10 | FEW).connect(0).connect(1).connect(2).connect(3)
+        .write(b"GET /a.txt HTTP/1.0\r\n\r\n", 3).tick(3).tick(3),
         "time-limits": Visit(HTTP10 | KEEP | FEW).connect(0).write(b"GET /a").tick(61).tick(63).tick(63),
-        "proxy-relay": Visit(HTTP10 | PROXY)
-        .write(b"GET / HTTP/1.0\r\n\r\n")
-        .write(b"HTTP/1.0 200 OK\r\nContent-Length: 7\r\n\r\nrelayed", 4)
-        .close(4),
+        "proxy-relay": Visit(HTTP10 | PROXY).write(b"GET / HTTP/1.0\r\n\r\n")
+        .write(b"HTTP/1.0 200 OK\r\nContent-Length: 7\r\n\r\nrelayed", 4).close(4),
         "proxy-origin-first": Visit(PROXY).connect(0).write(b"HTTP/1.0 502 x\r\n\r\n" + b"y" * 240, 4).close(0),
     }
 
@@ -162,36 +123,36 @@ def request_seeds():
 # ---- the response target: what the server answers ------------------------------------------
 
 class Answer:
+    """Steps of the origin server: an op byte and its operand."""
+
     def __init__(self, first, second=0, third=0, disk_page=None):
         self.data = options(first) + options(second) + options(third)
         if disk_page is not None:
             self.data += counted(disk_page)
 
-    def send(self, text):
+    def op(self, code, operand=b""):
+        self.data += bytes([code]) + operand
+        return self
+
+    def send(self, text, code=0):
         for piece in pieces(text):
-            self.data += b"\x00" + counted(piece)
+            self.op(code, counted(piece))
         return self
 
     def bytewise(self, text):
-        for piece in pieces(text):
-            self.data += b"\x01" + counted(piece)
-        return self
+        return self.send(text, 1)
 
     def end(self):
-        self.data += b"\x02"
-        return self
+        return self.op(2)
 
     def tick(self, seconds=1):
-        self.data += b"\x03" + bytes([seconds])
-        return self
+        return self.op(3, bytes([seconds]))
 
     def filler(self, blocks):
-        self.data += b"\x04" + bytes([blocks])
-        return self
+        return self.op(4, bytes([blocks]))
 
     def toggle_serving(self):
-        self.data += b"\x05"
-        return self
+        return self.op(5)
 
 
 SAVE_AS, ONE, IMAGES, LEVELS, HTTP09, SHOWN = 0, 1, 2, 3, 4, 8
@@ -218,52 +179,31 @@ def html(body, length=True):
 def response_seeds():
     return {
         "whole": Answer(SAVE_AS).send(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5\r\n\r\nhello").end(),
-        "header-cut-anywhere": Answer(SAVE_AS)
-        .send(b"HTTP/1.0 2")
-        .send(b"00 OK\r\nContent-Le")
-        .send(b"ngth: 5\r")
-        .send(b"\n\r\nhe")
-        .send(b"llo")
-        .end(),
+        "header-cut-anywhere": Answer(SAVE_AS).send(b"HTTP/1.0 2").send(b"00 OK\r\nContent-Le").send(b"ngth: 5\r")
+        .send(b"\n\r\nhe").send(b"llo").end(),
         "header-byte-by-byte": Answer(ONE).bytewise(b"HTTP/1.1 301 Moved\r\nLocation: /x\r\ncontent-TYPE: text/plain\r\n\r\nok").end(),
         "body-shorter-than-announced": Answer(SAVE_AS).send(b"HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nhello").end(),
         "no-length": Answer(SAVE_AS).send(b"HTTP/1.0 404 Not Found\r\n\r\ngone").end(),
         "no-header": Answer(SAVE_AS).send(b"just a body\n").end(),
         "first-line-of-250": Answer(ONE).send(b"<" + b"p" * 250 + b">\nbody\n").end(),
         "long-header-lines": Answer(ONE)
-        .send(b"HTTP/1.0 200 OK\r\nX-Long: " + b"v" * 230 + b"\r\nContent-Type: " + b"t" * 120 + b"\r\n\r\nbody")
-        .end(),
+        .send(b"HTTP/1.0 200 OK\r\nX-Long: " + b"v" * 230 + b"\r\nContent-Type: " + b"t" * 120 + b"\r\n\r\nbody").end(),
         "big-body": Answer(ONE).send(b"HTTP/1.0 200 OK\r\nContent-Length: 3840\r\n\r\n").filler(15).end(),
         "http09-request": Answer(ONE | HTTP09).send(b"HTTP/1.0 200 OK\r\n\r\nthe whole answer is the file").end(),
         "shown-on-console": Answer(SHOWN).send(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n<p>\x01\x7f\xe9</p>\r\n").end(),
         "retry-then-answer": Answer(ONE, RETRY).end().send(html(b"second try")).end(),
         "time-limit": Answer(ONE).send(b"HTTP/1.0 200 OK\r\nContent-Length: 100\r\n\r\npart").tick(63).tick(63),
         "page-and-images": Answer(IMAGES, TRAILER).send(html(START_PAGE)).end().send(b"GIF89a").end().end().end(),
-        "levels": Answer(LEVELS)
-        .send(html(START_PAGE))
-        .end()
-        .send(html(SUB_PAGE, length=False))
-        .end()
-        .send(b"HTTP/1.0 200 OK\r\nContent-Type: image/gif\r\n\r\nGIF89a")
-        .end(),
+        "levels": Answer(LEVELS).send(html(START_PAGE)).end().send(html(SUB_PAGE, length=False)).end()
+        .send(b"HTTP/1.0 200 OK\r\nContent-Type: image/gif\r\n\r\nGIF89a").end(),
         "two-levels-any-type": Answer(LEVELS, ANY_TYPE | TWO_LEVELS | TRAILER)
-        .send(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + START_PAGE)
-        .end()
-        .send(html(SUB_PAGE))
-        .end()
-        .send(html(b'<a href="c.htm">c</a><a href="../../z.htm">z</a>'))
-        .end(),
-        "refused-then-served": Answer(IMAGES, RETRY)
-        .send(html(b'<img src="a.gif"><img src="b.gif"><img src="c.gif">'))
-        .toggle_serving()
-        .end()
-        .toggle_serving()
-        .send(b"GIF89a")
-        .end(),
+        .send(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + START_PAGE).end().send(html(SUB_PAGE)).end()
+        .send(html(b'<a href="c.htm">c</a><a href="../../z.htm">z</a>')).end(),
+        "refused-then-served": Answer(IMAGES, RETRY).send(html(b'<img src="a.gif"><img src="b.gif"><img src="c.gif">'))
+        .toggle_serving().end().toggle_serving().send(b"GIF89a").end(),
         "start-page-on-disk": Answer(LEVELS, TRAILER, FROM_DISK, b'<a href="http://2mypc/x/y.htm">y</a>'
                                      b'<a href="http://srv/a/z.htm">z</a><img src="http://2mypc/i.gif">')
-        .send(html(b"<p>y</p>"))
-        .end(),
+        .send(html(b"<p>y</p>")).end(),
         "prefix-names": Answer(IMAGES, 0, PREFIX_NAMES).send(html(START_PAGE)).end(),
         "levels-type-not-html": Answer(LEVELS).send(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + START_PAGE).end(),
     }
