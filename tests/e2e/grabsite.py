@@ -5,12 +5,11 @@ through a proxy); a grab run of the real binary; and the saved pages read back."
 import http.server
 import os
 import re
-import socket
 import subprocess
 import sys
 import threading
 
-from korvel import Korvel, free_port, read_file, temp_dir, wait_until, write_files
+from korvel import Korvel, can_connect, free_port, read_file, temp_dir, wait_until, write_files
 
 BANNER = b"*************\n* End Of URL* Reference= "
 
@@ -19,14 +18,6 @@ def port_text(port):
     """A port as the grabber writes it into URLs: a signed 16-bit number widened with its sign,
     so every port above 32767 (all of Linux's ephemeral ports) prints as a large number."""
     return str(port if port < 32768 else port - 65536 + 2 ** 32)
-
-
-def _listening(port):
-    try:
-        socket.create_connection(("127.0.0.1", port), timeout=1).close()
-        return True
-    except OSError:
-        return False
 
 
 class PythonServer:
@@ -45,7 +36,7 @@ class PythonServer:
                                              "127.0.0.1", "--directory", self.root], stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=subprocess.STDOUT)
         test.addCleanup(self.close)
-        assert wait_until(lambda: _listening(self.port)), "python3 -m http.server did not start"
+        assert wait_until(lambda: can_connect(self.port)), "python3 -m http.server did not start"
 
     def url(self, path):
         return "http://127.0.0.1:%d%s" % (self.port, path)

@@ -26,6 +26,14 @@ def free_port():
         return s.getsockname()[1]
 
 
+def can_connect(port):
+    try:
+        socket.create_connection(("127.0.0.1", port), timeout=1).close()
+        return True
+    except OSError:
+        return False
+
+
 def ini(sections):
     """korvel.ini text from {section: {key: value}}."""
     return "".join("[%s]\n%s\n" % (section, "".join("%s=%s\n" % kv for kv in keys.items()))

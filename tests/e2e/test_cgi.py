@@ -233,16 +233,16 @@ class ProgramLimit(CgiTest):
 class ExampleSite(unittest.TestCase):
     """The example site of `make run`, in a copy of examples/, answers as the README shows."""
 
-    def setUp(self):
-        self.examples = os.path.join(temp_dir(self, "kx-"), "examples")
-        shutil.copytree(os.path.join(SOURCE, "examples"), self.examples)
-        self.port = free_port()
-        self.k = start(self, ["-server", "-sport", str(self.port)], workdir=self.examples)
-        self.k.wait_for("Server is ready on port %d\n" % self.port)
+    def test_both_programs_and_the_gateway_page(self):
+        examples = os.path.join(temp_dir(self, "kx-"), "examples")
+        shutil.copytree(os.path.join(SOURCE, "examples"), examples)
+        port = free_port()
+        k = start(self, ["-server", "-sport", str(port)], workdir=examples)
+        k.wait_for("Server is ready on port %d\n" % port)
 
-    def test_the_waited_program_answers_with_its_own_page(self):
-        answer = http_get(self.port, b"GET /cgi-doshello?name=Jo+%3Cb%3E&words=one+$(id) HTTP/1.0\r\n\r\n")
-        self.k.wait_for("Executing <0> [cgi/hello.sh site/ch0_01 name Jo <b> words one $(id)] ...\n")
+        # The waited program answers with its own page.
+        answer = http_get(port, b"GET /cgi-doshello?name=Jo+%3Cb%3E&words=one+$(id) HTTP/1.0\r\n\r\n")
+        k.wait_for("Executing <0> [cgi/hello.sh site/ch0_01 name Jo <b> words one $(id)] ...\n")
         self.assertTrue(answer.startswith(b"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n<html>"), answer)
         self.assertIn(b"<p>The program received 6 words:</p>\n<ol>\n<li><tt>name</tt></li>\n<li><tt>Jo</tt></li>\n"
                       b"<li><tt>&lt;b&gt;</tt></li>\n<li><tt>words</tt></li>\n<li><tt>one</tt></li>\n"
@@ -250,24 +250,24 @@ class ExampleSite(unittest.TestCase):
         self.assertIn(b"<pre>GET /cgi-doshello?name=Jo+%3Cb%3E&amp;words=one+$(id) HTTP/1.0\n\n</pre>", answer)
         self.assertTrue(answer.endswith(b"</body></html>\n"))
 
-    def test_the_guest_list_is_signed_without_waiting(self):
-        stdack = read_file(os.path.join(self.examples, "site", "stdack.htm"))
-        self.assertEqual(http_get(self.port, b"GET /cgi-dosguest?name=Jo+Ann;`id` HTTP/1.0\r\n\r\n"), stdack)
-        self.k.wait_for("Executing <0> [cgi/guest.sh site/guests.txt name Jo Ann;`id`] ...\n")
-        guests = os.path.join(self.examples, "site", "guests.txt")
+        # The guest list is signed without waiting.
+        stdack = read_file(os.path.join(examples, "site", "stdack.htm"))
+        self.assertEqual(http_get(port, b"GET /cgi-dosguest?name=Jo+Ann;`id` HTTP/1.0\r\n\r\n"), stdack)
+        k.wait_for("> [cgi/guest.sh site/guests.txt name Jo Ann;`id`] ...\n")
+        guests = os.path.join(examples, "site", "guests.txt")
         self.assertTrue(wait_until(lambda: os.path.exists(guests) and read_file(guests).endswith(b"\n")))
         self.assertRegex(read_file(guests), rb"^\d{4}-\d\d-\d\d \d\d:\d\d  name Jo Ann;`id`\n$")
-        answer = http_get(self.port, b"GET /guests.txt HTTP/1.0\r\n\r\n")
+        answer = http_get(port, b"GET /guests.txt HTTP/1.0\r\n\r\n")
         self.assertTrue(answer.startswith(b"HTTP/1.0 200 Document follows\r\n"))
         self.assertTrue(answer.endswith(b"  name Jo Ann;`id`\n"))
 
-    def test_the_gateway_page_links_to_both_programs(self):
-        answer = http_get(self.port, b"GET /cgi.htm HTTP/1.0\r\n\r\n")
+        # The gateway page links to both programs.
+        answer = http_get(port, b"GET /cgi.htm HTTP/1.0\r\n\r\n")
         for target in (b'action="cgi-doshello"', b'action="cgi-dosguest"', b'href="cgi-doshello?'):
             self.assertIn(target, answer)
-        self.assertIn(b'href="cgi.htm"', http_get(self.port, b"GET / HTTP/1.0\r\n\r\n"))
-        stder = read_file(os.path.join(self.examples, "site", "stder.htm"))
-        self.assertEqual(http_get(self.port, b"GET /cgi-dosnothing?x=1 HTTP/1.0\r\n\r\n"), header(len(stder)) + stder)
+        self.assertIn(b'href="cgi.htm"', http_get(port, b"GET / HTTP/1.0\r\n\r\n"))
+        stder = read_file(os.path.join(examples, "site", "stder.htm"))
+        self.assertEqual(http_get(port, b"GET /cgi-dosnothing?x=1 HTTP/1.0\r\n\r\n"), header(len(stder)) + stder)
 
 
 if __name__ == "__main__":

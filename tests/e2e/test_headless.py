@@ -6,15 +6,7 @@ import socket
 import subprocess
 import unittest
 
-from korvel import BINARY, free_port, http_get, ini, start, temp_dir, wait_until, write_files
-
-
-def can_connect(port):
-    try:
-        socket.create_connection(("127.0.0.1", port), timeout=1).close()
-        return True
-    except OSError:
-        return False
+from korvel import BINARY, can_connect, free_port, http_get, ini, start, temp_dir, wait_until, write_files
 
 BANNER = b"Korvel v4.0: Winsock 1.1 on BSD sockets Version 1.1 Higher Version 1.1 Available sockets "
 

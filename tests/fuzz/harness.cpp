@@ -66,16 +66,6 @@ void EmptyWorkDir() {
         std::filesystem::remove_all(entry.path(), ignored);
 }
 
-void CreateMainWindow() {
-    WNDCLASSEXA cls{};
-    cls.cbSize = sizeof cls;
-    cls.lpfnWndProc = MainWin;
-    cls.lpszMenuName = "wins";
-    cls.lpszClassName = "wins2";
-    RegisterClassExA(&cls);
-    MainWindow = CreateWindowExA(0, "wins2", "Korvel", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-}
-
 // Closes what an input left open, in the order the program's own shutdown does, with the
 // grab stopped first so that no closing starts another fetch.
 void CloseEverything() {
@@ -148,7 +138,7 @@ void BeginInput() {
     platform::FlushProfileCache();
     platform::UseFakeClock(kStartTime, kStartMs);
     RegisterResources();
-    CreateMainWindow();
+    testing_support::CreateProgramWindow();
     TAGinit();
     fakenet::Install();
     StartWinsock();

@@ -61,4 +61,14 @@ void ResetGrabState() {
     strcpy(Settings.UrlRun.Index, "00");
 }
 
+void CreateProgramWindow() {
+    WNDCLASSEXA cls{};
+    cls.cbSize = sizeof cls;
+    cls.lpfnWndProc = MainWin;
+    cls.lpszMenuName = "wins";
+    cls.lpszClassName = "wins2";
+    RegisterClassExA(&cls);
+    MainWindow = CreateWindowExA(0, "wins2", "Korvel", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+}
+
 }  // namespace testing_support

@@ -11,4 +11,7 @@ void ResetProgramState();
 // as before any grab.
 void ResetGrabState();
 
+// Creates the main window as start-up does: class "wins2", procedure MainWin.
+void CreateProgramWindow();
+
 }  // namespace testing_support

@@ -1,21 +1,9 @@
 #include "support/shell_fixture.h"
 
-#include <cstring>
-
-#include "channel/channel.h"
-#include "channel/sockets.h"
-#include "channel/statistics.h"
-#include "grabber/grab_client.h"
-#include "ping/icmp.h"
-#include "ping/ping_dialog.h"
 #include "platform/clock.h"
 #include "platform/messages.h"
-#include "platform/ui.h"
-#include "server/roles.h"
-#include "settings/settings.h"
 #include "shell/console.h"
 #include "shell/shell.h"
-#include "shell/view.h"
 
 namespace testing_support {
 
@@ -34,13 +22,7 @@ void ShellTest::TearDown() {
 void ShellTest::CreateMainWindow(int cellsWide, int cellsHigh) {
     frontEnd.width = cellsWide;
     frontEnd.height = cellsHigh;
-    WNDCLASSEXA cls{};
-    cls.cbSize = sizeof cls;
-    cls.lpfnWndProc = MainWin;
-    cls.lpszMenuName = "wins";
-    cls.lpszClassName = "wins2";
-    RegisterClassExA(&cls);
-    MainWindow = CreateWindowExA(0, "wins2", "Korvel", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+    CreateProgramWindow();
 }
 
 void ShellTest::Pump(int limit) {

@@ -38,7 +38,7 @@ class View(unittest.TestCase):
     def vertical_thumb(self):
         return [y for y, line in enumerate(self.s.screen()) if line[119:120] == "█"]
 
-    def test_scroll_keys_move_the_view_and_find_brings_back_the_caret_page(self):
+    def test_scroll_keys_find_the_horizontal_bar_the_wheel_and_the_scroll_bar(self):
         s = self.s
         self.assertTrue(self.row(1).startswith("line 15"))
         self.assertEqual(s.cursor(), (0, 37, True))  # the caret, under the last line
@@ -66,8 +66,7 @@ class View(unittest.TestCase):
         s.keys("C-End")  # the bottom
         s.wait_for(lambda _: self.row(1).startswith("line 15"), what="the last page")
 
-    def test_the_horizontal_bar_moves_by_columns_within_its_range(self):
-        s = self.s
+        # The horizontal bar moves by columns within its range.
         self.assertEqual(self.row(38).index("█"), 1)  # 119 columns shown: the range is 0..1
         s.keys("S-Right")
         s.wait_for(lambda _: self.row(1).startswith("ine 15"), what="one column to the left")
@@ -78,8 +77,7 @@ class View(unittest.TestCase):
         s.keys("S-Left")
         s.wait_for(lambda _: self.row(1).startswith("line 15"), what="back to column 0")
 
-    def test_the_mouse_wheel_and_the_scroll_bar_scroll_the_view(self):
-        s = self.s
+        # The mouse wheel and the scroll bar scroll the view.
         s.raw(mouse(64, 30, 10))  # wheel up: three rows
         s.wait_for(lambda _: self.row(1).startswith("line 12"), what="three rows up")
         s.raw(click(119, 1))  # the up arrow

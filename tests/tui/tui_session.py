@@ -18,9 +18,9 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
-from korvel import free_port, ini, read_file, wait_until  # noqa: E402  (shared with the end-to-end tests)
+from korvel import BINARY, free_port, ini, read_file, wait_until  # noqa: E402  (shared with the end-to-end tests)
 
-BINARY = os.path.abspath(os.environ.get("KORVEL_BIN", os.path.join(os.path.dirname(__file__), "../../build/korvel")))
+BINARY = os.path.abspath(BINARY)
 _sessions = itertools.count()
 _SGR = re.compile(r"\x1b\[([0-9;:]*)m")
 
