@@ -125,13 +125,21 @@ protected:
     "/aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa" \
     "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa" \
     "aaaaaaaaaaaaaaaa"
-#define LONG_REQUEST "GET " LONG_TARGET " HTTP/1.0\r\n\r\n"
-#define LONG_REQUEST_SHOWN "GET " LONG_TARGET " HTTP/1.0[CR][LF]\n[CR][LF]\n"
 
 #define B10 "bbbbbbbbbb"
 #define B120 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10 B10
 #define B360 B120 B120 B120
 #define B480 B360 B120
+
+// The pieces every row's console and reply are made of.
+#define LOGIN "Remote Client <0> Login <peer>,<time> \n"
+#define LOGOUT "\nRemote Client <0> Logout <peer>,<time> \n"
+#define SENT(file) "\nSending file <0> site/" file " ...\n"
+#define GET(target) "GET " target " HTTP/1.0\r\n\r\n"
+#define SHOWN(target) "GET " target " HTTP/1.0[CR][LF]\n[CR][LF]\n"
+#define OK200 "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\n"
+#define TYPED(type) OK200 "MIME-Version: 1.0\r\nContent-Type: " type "\r\n"
+#define A_TXT LOGIN SHOWN("/a.txt") SENT("a.txt") LOGOUT
 
 // A request, whole or in pieces, and what comes of it.
 struct Exchange {
@@ -145,105 +153,70 @@ struct Exchange {
 };
 
 const Exchange kExchanges[] = {
-    {"a file with its header", 1, "GET /a.txt HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 77 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
-    {"an HTML page is typed", 1, "GET /home.htm HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /home.htm HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/home.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n26 bytes received, 128 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 11\r\n\r\n<p>home</p>"},
-    {"byte by byte", 1, "GET /a.txt HTTP/1.0\r\n\r\n", 1,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 77 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
-    {"HTTP/0.9 answers carry no header", 0, "GET /a.txt HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/a.txt ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 5 bytes sent\n",
-     "hello"},
-    {"a directory is its home page", 1, "GET /sub/ HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /sub/ HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/sub/home.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n22 bytes received, 124 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 8\r\n\r\nsub home"},
-    {"a missing file", 1, "GET /nope HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /nope HTTP/1.0[CR][LF]\n[CR][LF]\n\nHTTP/1.0 404 file requested site/nope was not found\n"
-     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n22 bytes received, 7 bytes sent\n",
+    {"a file with its header", 1, GET("/a.txt"), 0, A_TXT "23 bytes received, 77 bytes sent\n",
+     OK200 "Content-Length: 5\r\n\r\nhello"},
+    {"an HTML page is typed", 1, GET("/home.htm"), 0,
+     LOGIN SHOWN("/home.htm") SENT("home.htm") LOGOUT "26 bytes received, 128 bytes sent\n",
+     TYPED("text/html") "Content-Length: 11\r\n\r\n<p>home</p>"},
+    {"byte by byte", 1, GET("/a.txt"), 1, A_TXT "23 bytes received, 77 bytes sent\n",
+     OK200 "Content-Length: 5\r\n\r\nhello"},
+    {"HTTP/0.9 answers carry no header", 0, GET("/a.txt"), 0, A_TXT "23 bytes received, 5 bytes sent\n", "hello"},
+    {"a directory is its home page", 1, GET("/sub/"), 0,
+     LOGIN SHOWN("/sub/") SENT("sub/home.htm") LOGOUT "22 bytes received, 124 bytes sent\n",
+     TYPED("text/html") "Content-Length: 8\r\n\r\nsub home"},
+    {"a missing file", 1, GET("/nope"), 0,
+     LOGIN SHOWN("/nope") "\nHTTP/1.0 404 file requested site/nope was not found\n" SENT("stder.htm") LOGOUT
+     "22 bytes received, 7 bytes sent\n",
      "missing"},
-    {"a target climbing out of the home directory", 1, "GET /../korvel.ini HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /../korvel.ini HTTP/1.0[CR][LF]\n[CR][LF]\n\n"
-     "HTTP/1.0 404 file requested site/../korvel.ini was not found\n"
-     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 7 bytes sent\n",
+    {"a target climbing out of the home directory", 1, GET("/../korvel.ini"), 0,
+     LOGIN SHOWN("/../korvel.ini") "\nHTTP/1.0 404 file requested site/../korvel.ini was not found\n" SENT("stder.htm")
+     LOGOUT "31 bytes received, 7 bytes sent\n",
      "missing"},
-    {"a form post goes to the Mailbox", 1, "GET /post?name=Jo+Ann HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /post?name=Jo+Ann HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/stdack.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n34 bytes received, 122 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 6\r\n\r\nthanks"},
-    {"a request line too long for the line buffer", 1, LONG_REQUEST, 0,
-     "Remote Client <0> Login <peer>,<time> \n" LONG_REQUEST_SHOWN
-     "Extended Command received\nHTTP/1.0 404 Extended Cmd with no form or cgi\n\nSending file <0> site/stder.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n254 bytes received, 7 bytes sent\n",
+    {"a form post goes to the Mailbox", 1, GET("/post?name=Jo+Ann"), 0,
+     LOGIN SHOWN("/post?name=Jo+Ann") SENT("stdack.htm") LOGOUT "34 bytes received, 122 bytes sent\n",
+     TYPED("text/html") "Content-Length: 6\r\n\r\nthanks"},
+    {"a request line too long for the line buffer", 1, GET(LONG_TARGET), 0,
+     LOGIN SHOWN(LONG_TARGET) "Extended Command received\nHTTP/1.0 404 Extended Cmd with no form or cgi\n"
+     SENT("stder.htm") LOGOUT "254 bytes received, 7 bytes sent\n",
      "missing"},
     {"another method than GET is not answered", 1, "HEAD /a.txt HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nHEAD /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n", ""},
+     LOGIN "HEAD /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\n", ""},
     {"a request line without a version is answered at once, without a header", 1, "GET /a.txt\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt[CR][LF]\n\nSending file <0> site/a.txt ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n12 bytes received, 5 bytes sent\n",
-     "hello"},
-    {"a GIF", 1, "GET /p.gif HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /p.gif HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/p.gif ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n23 bytes received, 119 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: image/gif\r\n"
-     "Content-Length: 3\r\n\r\nGIF"},
-    {"an empty file", 1, "GET /empty.htm HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /empty.htm HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/empty.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n27 bytes received, 116 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 0\r\n\r\n"},
-    {"HTM is not htm: its type comes from the [Mime] section", 1, "GET /UP.HTM HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /UP.HTM HTTP/1.0[CR][LF]\n[CR][LF]\n\nSending file <0> site/UP.HTM ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n24 bytes received, 122 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/plain\r\n"
-     "Content-Length: 5\r\n\r\nupper"},
+     LOGIN "GET /a.txt[CR][LF]\n" SENT("a.txt") LOGOUT "12 bytes received, 5 bytes sent\n", "hello"},
+    {"a GIF", 1, GET("/p.gif"), 0, LOGIN SHOWN("/p.gif") SENT("p.gif") LOGOUT "23 bytes received, 119 bytes sent\n",
+     TYPED("image/gif") "Content-Length: 3\r\n\r\nGIF"},
+    {"an empty file", 1, GET("/empty.htm"), 0,
+     LOGIN SHOWN("/empty.htm") SENT("empty.htm") LOGOUT "27 bytes received, 116 bytes sent\n",
+     TYPED("text/html") "Content-Length: 0\r\n\r\n"},
+    {"HTM is not htm: its type comes from the [Mime] section", 1, GET("/UP.HTM"), 0,
+     LOGIN SHOWN("/UP.HTM") SENT("UP.HTM") LOGOUT "24 bytes received, 122 bytes sent\n",
+     TYPED("text/plain") "Content-Length: 5\r\n\r\nupper"},
     {"control bytes shown in text mode", 1, "GET /a.txt HTTP/1.0\r\nX: \x01\xe9\x7f\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\nX:  x01  xE9  x7F [CR][LF]\n[CR][LF]\n"
-     "\nSending file <0> site/a.txt ...\n\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 77 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"},
-    {"without Send And Close one connection carries two requests", 1,
-     "GET /a.txt HTTP/1.0\r\n\r\nGET /p.gif HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /a.txt HTTP/1.0[CR][LF]\n[CR][LF]\nGET /p.gif HTTP/1.0[CR][LF]\n[CR][LF]\n"
-     "\nSending file <0> site/a.txt ...\n\nSending file <0> site/p.gif ...\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nContent-Length: 5\r\n\r\nhello"
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: image/gif\r\n"
-     "Content-Length: 3\r\n\r\nGIF",
-     kHttpModel & ~SendAndClose},
-    {"a CGI key missing from the map gets the error page with status 200", 1, "GET /cgi-dosnone?a=1 HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosnone?a=1 HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosnone a 1\n"
-     "\nSending file <0> site/stder.htm ...\n\nRemote Client <0> Logout <peer>,<time> \n33 bytes received, 123 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 7\r\n\r\nmissing"},
-    {"a CGI program that does not exist gets the CGI error page", 1, "GET /cgi-dosgone?x HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosgone?x HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosgone x\n"
-     "Executing <0> [/nonexistent/korvel-program x] ...\nCGILauch, WinExec error [2]\n\nSending file <0> site/cgierr.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n31 bytes received, 10 bytes sent\n",
+     LOGIN "GET /a.txt HTTP/1.0[CR][LF]\nX:  x01  xE9  x7F [CR][LF]\n[CR][LF]\n" SENT("a.txt") LOGOUT
+     "31 bytes received, 77 bytes sent\n",
+     OK200 "Content-Length: 5\r\n\r\nhello"},
+    {"without Send And Close one connection carries two requests", 1, GET("/a.txt") GET("/p.gif"), 0,
+     LOGIN SHOWN("/a.txt") SHOWN("/p.gif") SENT("a.txt") SENT("p.gif"),
+     OK200 "Content-Length: 5\r\n\r\nhello" TYPED("image/gif") "Content-Length: 3\r\n\r\nGIF", kHttpModel & ~SendAndClose},
+    {"a CGI key missing from the map gets the error page with status 200", 1, GET("/cgi-dosnone?a=1"), 0,
+     LOGIN SHOWN("/cgi-dosnone?a=1") "\nCGI-Call = cgi-dosnone a 1\n" SENT("stder.htm") LOGOUT
+     "33 bytes received, 123 bytes sent\n",
+     TYPED("text/html") "Content-Length: 7\r\n\r\nmissing"},
+    {"a CGI program that does not exist gets the CGI error page", 1, GET("/cgi-dosgone?x"), 0,
+     LOGIN SHOWN("/cgi-dosgone?x") "\nCGI-Call = cgi-dosgone x\nExecuting <0> [/nonexistent/korvel-program x] ...\n"
+     "CGILauch, WinExec error [2]\n" SENT("cgierr.htm") LOGOUT "31 bytes received, 10 bytes sent\n",
      "no program"},
-    {"a CGI key of 360 characters", 1, "GET /cgi-dos" B360 "?x HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dos" B360 "?x HTTP/1.0[CR][LF]\n[CR][LF]\nExtended Command received\n"
-     "\nCGI-Call = cgi-dos" B360 " x\n\nSending file <0> site/stder.htm ...\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n387 bytes received, 123 bytes sent\n",
-     "HTTP/1.0 200 Document follows\r\nServer: Korvel/4.0\r\nMIME-Version: 1.0\r\nContent-Type: text/html\r\n"
-     "Content-Length: 7\r\n\r\nmissing"},
-    {"a CGI command line over 126 characters", 1, "GET /cgi-dosx?" B120 " HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosx?" B120 " HTTP/1.0[CR][LF]\n[CR][LF]\n\nCGI-Call = cgi-dosx " B120
-     "\nProcess read, size of cgi command line 137 is greater than 128\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n147 bytes received, 0 bytes sent\n",
+    {"a CGI key of 360 characters", 1, GET("/cgi-dos" B360 "?x"), 0,
+     LOGIN SHOWN("/cgi-dos" B360 "?x") "Extended Command received\n\nCGI-Call = cgi-dos" B360 " x\n" SENT("stder.htm")
+     LOGOUT "387 bytes received, 123 bytes sent\n",
+     TYPED("text/html") "Content-Length: 7\r\n\r\nmissing"},
+    {"a CGI command line over 126 characters", 1, GET("/cgi-dosx?" B120), 0,
+     LOGIN SHOWN("/cgi-dosx?" B120) "\nCGI-Call = cgi-dosx " B120
+     "\nProcess read, size of cgi command line 137 is greater than 128\n" LOGOUT "147 bytes received, 0 bytes sent\n",
      ""},
-    {"a CGI command line over 511 characters from an Extended Cmd", 1, "GET /cgi-dosy?" B480 " HTTP/1.0\r\n\r\n", 0,
-     "Remote Client <0> Login <peer>,<time> \nGET /cgi-dosy?" B480 " HTTP/1.0[CR][LF]\n[CR][LF]\nExtended Command received\n"
-     "\nCGI-Call = cgi-dosy " B480 "\nProcessRead, CGI command line is greater than 512\n"
-     "\nRemote Client <0> Logout <peer>,<time> \n507 bytes received, 0 bytes sent\n",
+    {"a CGI command line over 511 characters from an Extended Cmd", 1, GET("/cgi-dosy?" B480), 0,
+     LOGIN SHOWN("/cgi-dosy?" B480) "Extended Command received\n\nCGI-Call = cgi-dosy " B480
+     "\nProcessRead, CGI command line is greater than 512\n" LOGOUT "507 bytes received, 0 bytes sent\n",
      ""},
 };
 
