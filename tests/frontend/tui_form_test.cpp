@@ -93,6 +93,9 @@ protected:
         form.HandleKey(event);
         Pump();
     }
+    void Keys(std::initializer_list<Key> keys) {
+        for (Key key : keys) Press(Event::Of(key));
+    }
     void Type(const std::u32string& text) {
         for (char32_t c : text) Press(Event::Char(c));
     }
@@ -135,9 +138,7 @@ TEST_F(TuiForm, TypingReplacesTheTextThatTabSelectedThenEditsAtTheCursor) {
     Type(U"x");
     EXPECT_EQ(Text(121), "x");  // Tab entered the edit: its whole text was selected
     Type(U"yz");
-    Press(Event::Of(Key::Left));
-    Press(Event::Of(Key::Left));
-    Press(Event::Of(Key::Backspace));
+    Keys({Key::Left, Key::Left, Key::Backspace});
     EXPECT_EQ(Text(121), "yz");
     Press(Event::Of(Key::Delete));
     EXPECT_EQ(Text(121), "z");
@@ -167,10 +168,8 @@ TEST_F(TuiForm, SpaceAndArrowsClickCheckBoxesAndRadioButtons) {
 }
 
 TEST_F(TuiForm, EnterPressesTheDefaultOrTheFocusedButtonAndEscPressesButtonTwo) {
-    Press(Event::Of(Key::Enter));
-    Press(Event::Of(Key::BackTab));  // to Cancel
-    Press(Event::Of(Key::Enter));
-    Press(Event::Of(Key::Escape));
+    Keys({Key::Enter, Key::BackTab});  // to Cancel
+    Keys({Key::Enter, Key::Escape});
     EXPECT_EQ(events, (std::vector<std::string>{"1/0", "2/0", "2/0"}));
     events.clear();
     EnableWindow(GetDlgItem(dialog, IDCANCEL), FALSE);
@@ -195,12 +194,10 @@ TEST_F(TuiForm, DropDownsSelectWithArrowsListsOnlyHighlightUntilAChoice) {
     Press(Event::Of(Key::Down));  // already on the last item: nothing changes, nothing is sent
     Press(Event::Char(U' '));
     EXPECT_TRUE(form.DropDownOpen());
-    Press(Event::Of(Key::Up));
-    Press(Event::Of(Key::Enter));
+    Keys({Key::Up, Key::Enter});
     EXPECT_FALSE(form.DropDownOpen());
     EXPECT_EQ(Text(148), "HTTP 0.9");
-    Press(Event::Of(Key::Tab));
-    Press(Event::Of(Key::Down));  // a list without a selection starts at its first item
+    Keys({Key::Tab, Key::Down});  // a list without a selection starts at its first item
     Press(Event::Of(Key::End));
     Draw();
     Press(Event::Of(Key::PageUp));

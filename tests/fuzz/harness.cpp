@@ -156,13 +156,6 @@ void EndInput() {
     EnterDir(startDir);
 }
 
-void WriteFile(const std::string& name, const std::string& content) {
-    FILE* file = fopen(name.c_str(), "wb");
-    if (!file) return;
-    fwrite(content.data(), 1, content.size(), file);
-    fclose(file);
-}
-
 void MakeDir(const std::string& name) { mkdir(name.c_str(), 0755); }
 
 }  // namespace fuzzing

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string>
 
+#include "support/temp_dir.h"
+
 namespace fuzzing {
 
 // Takes an input apart from its front: single bytes, fields ended by a separator, counted
@@ -56,7 +58,7 @@ void EndInput();
 std::string TakeConsole();
 
 // Writes a file of the working directory (name relative to it), creating it afresh.
-void WriteFile(const std::string& name, const std::string& content);
+using testing_support::WriteFile;
 void MakeDir(const std::string& name);
 
 }  // namespace fuzzing

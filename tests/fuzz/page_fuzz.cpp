@@ -21,6 +21,7 @@
 #include "grabber/tags.h"
 #include "grabber/url.h"
 #include "settings/settings.h"
+#include "support/program_state.h"
 
 namespace {
 
@@ -58,12 +59,7 @@ void StartGrabOf(const PageSite& site, bool cached) {
             list->cache = nullptr;
         }
     }
-    UrlRecord start{};
-    CopyText(start.file, "index.htm");
-    CopyText(start.localName, "01index.htm");
-    CopyText(start.base, site.base);
-    CopyText(start.host, site.host);
-    start.port = site.port;
+    UrlRecord start = testing_support::Record(site.host, site.base, "index.htm", site.port, "01index.htm");
     start.isHtml = 1;
     GetSet(&start, kSetRecord, 0, Grab.PageList.file);
     Grab.PageCount = 1;

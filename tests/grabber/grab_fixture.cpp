@@ -35,15 +35,4 @@ std::string GrabTest::TakePrinted() {
     return text;
 }
 
-UrlRecord GrabTest::Record(const char* host, const char* base, const char* file, int16_t port,
-                           const char* localName) {
-    UrlRecord r{};
-    CopyText(r.host, host);
-    CopyText(r.base, base);
-    CopyText(r.file, file);
-    CopyText(r.localName, localName);
-    r.port = port;
-    return r;
-}
-
 }  // namespace grab_testing

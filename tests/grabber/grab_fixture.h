@@ -22,8 +22,7 @@ protected:
     // What the program printed since the last call, and forgets it.
     std::string TakePrinted();
     std::string HomeFile(const std::string& name) const { return home.File(name); }
-    // A list record for a page or image.
-    static UrlRecord Record(const char* host, const char* base, const char* file, int16_t port, const char* localName);
+    static constexpr auto Record = testing_support::Record;
 
     testing_support::TempDir home;
 

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/textio.h"
+
 #include "channel/channel.h"
 #include "channel/sockets.h"
 #include "channel/statistics.h"
@@ -59,6 +61,16 @@ void ResetGrabState() {
     Grab = GrabRecord{};
     ResetCrawlState();
     strcpy(Settings.UrlRun.Index, "00");
+}
+
+UrlRecord Record(const char* host, const char* base, const char* file, int16_t port, const char* localName) {
+    UrlRecord r{};
+    CopyText(r.host, host);
+    CopyText(r.base, base);
+    CopyText(r.file, file);
+    CopyText(r.localName, localName);
+    r.port = port;
+    return r;
 }
 
 void CreateProgramWindow() {

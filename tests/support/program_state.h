@@ -2,6 +2,8 @@
 // unit-test fixtures and the fuzz targets, which run many cases in one process.
 #pragma once
 
+#include "grabber/url.h"
+
 namespace testing_support {
 
 // Puts every process-wide table of the program back to its start-up state.
@@ -13,5 +15,8 @@ void ResetGrabState();
 
 // Creates the main window as start-up does: class "wins2", procedure MainWin.
 void CreateProgramWindow();
+
+// A link-list record for a page or image.
+UrlRecord Record(const char* host, const char* base, const char* file, int16_t port, const char* localName);
 
 }  // namespace testing_support
