@@ -10,6 +10,7 @@
 
 namespace {
 
+using testing_support::Failure;
 using testing_support::WinsockTest;
 
 std::string Dotted(ULONG value) {
@@ -23,8 +24,7 @@ std::string Dotted(ULONG value) {
 // Start-up.
 
 TEST(WinsockStartup, GrantsOneOneAndCountsStartups) {
-    EXPECT_EQ(WSACleanup(), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(Failure(WSACleanup()), WSANOTINITIALISED);
 
     WSADATA data;
     EXPECT_EQ(WSAStartup(0x0001, &data), WSAVERNOTSUPPORTED);  // 1.0
@@ -49,8 +49,7 @@ TEST(WinsockStartup, GrantsOneOneAndCountsStartups) {
 
     EXPECT_EQ(WSACleanup(), 0);
     EXPECT_EQ(WSACleanup(), 0);
-    EXPECT_EQ(WSACleanup(), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(Failure(WSACleanup()), WSANOTINITIALISED);
     WSASetLastError(1234);
     EXPECT_EQ(WSAGetLastError(), 1234);
 }
@@ -64,23 +63,17 @@ TEST_F(WinsockCalls, FailuresGiveWinsockNumbers) {
     SOCKADDR_IN same;
     SOCKET server = Bound(&same, true);
     SOCKET second = socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(bind(second, (const SOCKADDR*)&same, sizeof same), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEADDRINUSE);
-    EXPECT_EQ(bind(second, (const SOCKADDR*)&same, 8), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(Failure(bind(second, (const SOCKADDR*)&same, sizeof same)), WSAEADDRINUSE);
+    EXPECT_EQ(Failure(bind(second, (const SOCKADDR*)&same, 8)), WSAEFAULT);
 
     uint16_t closedPort;
     ASSERT_GE(Keep(peer::BoundOnly(&closedPort)), 0);
     SOCKADDR_IN refused = Loopback(closedPort);
-    EXPECT_EQ(connect(second, (const SOCKADDR*)&refused, sizeof refused), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAECONNREFUSED);
+    EXPECT_EQ(Failure(connect(second, (const SOCKADDR*)&refused, sizeof refused)), WSAECONNREFUSED);
 
-    EXPECT_EQ(socket(23, SOCK_STREAM, 0), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSAEAFNOSUPPORT);
-    EXPECT_EQ(socket(AF_INET, 9, 0), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSAESOCKTNOSUPPORT);
-    EXPECT_EQ(listen(INVALID_SOCKET, 1), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK);
+    EXPECT_EQ(Failure(socket(23, SOCK_STREAM, 0)), WSAEAFNOSUPPORT);
+    EXPECT_EQ(Failure(socket(AF_INET, 9, 0)), WSAESOCKTNOSUPPORT);
+    EXPECT_EQ(Failure(listen(INVALID_SOCKET, 1)), WSAENOTSOCK);
     EXPECT_EQ(accept(second, nullptr, nullptr), INVALID_SOCKET);
     EXPECT_EQ(WSAGetLastError(), WSAEINVAL) << "accept on a socket that does not listen";
 
@@ -93,8 +86,7 @@ TEST_F(WinsockCalls, RecvWithoutDataWouldBlock) {
     ULONG on = 1;
     ASSERT_EQ(ioctlsocket(s, FIONBIO, &on), 0);
     char buffer[8];
-    EXPECT_EQ(recv(s, buffer, sizeof buffer, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+    EXPECT_EQ(Failure(recv(s, buffer, sizeof buffer, 0)), WSAEWOULDBLOCK);
 
     ASSERT_TRUE(peer::Write(fd, "abc"));
     ASSERT_TRUE(PumpUntil([&] {
@@ -104,8 +96,7 @@ TEST_F(WinsockCalls, RecvWithoutDataWouldBlock) {
     EXPECT_EQ(recv(s, buffer, sizeof buffer, 2 /* MSG_PEEK */), 3);
     EXPECT_EQ(recv(s, buffer, sizeof buffer, 0), 3);
     EXPECT_EQ(std::string(buffer, 3), "abc");
-    EXPECT_EQ(recv(s, buffer, sizeof buffer, 0x100), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEOPNOTSUPP);
+    EXPECT_EQ(Failure(recv(s, buffer, sizeof buffer, 0x100)), WSAEOPNOTSUPP);
     closesocket(s);
 }
 
@@ -115,8 +106,7 @@ TEST_F(WinsockCalls, OptionsAreTranslatedAndTheTcpLevelLingerIsRefused) {
 
     // The linger option asked at the TCP level is no option at all: nothing is set.
     LINGER linger{1, 30};
-    EXPECT_EQ(setsockopt(s, IPPROTO_TCP, 128, (const char*)&linger, sizeof linger), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOPROTOOPT);
+    EXPECT_EQ(Failure(setsockopt(s, IPPROTO_TCP, 128, (const char*)&linger, sizeof linger)), WSAENOPROTOOPT);
     ASSERT_TRUE(peer::Linger((int)s, &on, &seconds));
     EXPECT_EQ(on, 0);
 
@@ -125,17 +115,14 @@ TEST_F(WinsockCalls, OptionsAreTranslatedAndTheTcpLevelLingerIsRefused) {
     ASSERT_TRUE(peer::Linger((int)s, &on, &seconds));
     EXPECT_EQ(on, 1);
     EXPECT_EQ(seconds, 7);
-    EXPECT_EQ(setsockopt(s, SOL_SOCKET, SO_LINGER, (const char*)&seven, 2), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(Failure(setsockopt(s, SOL_SOCKET, SO_LINGER, (const char*)&seven, 2)), WSAEFAULT);
 
     int yes = 1;
     EXPECT_EQ(setsockopt(s, IPPROTO_TCP, TCP_NODELAY, (const char*)&yes, sizeof yes), 0);
     EXPECT_TRUE(peer::NoDelay((int)s));
     EXPECT_EQ(setsockopt(s, SOL_SOCKET, SO_REUSEADDR, (const char*)&yes, sizeof yes), 0);
-    EXPECT_EQ(setsockopt(s, SOL_SOCKET, 0x1234, (const char*)&yes, sizeof yes), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOPROTOOPT);
-    EXPECT_EQ(ioctlsocket(s, 0x1234, (ULONG*)&yes), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(Failure(setsockopt(s, SOL_SOCKET, 0x1234, (const char*)&yes, sizeof yes)), WSAENOPROTOOPT);
+    EXPECT_EQ(Failure(ioctlsocket(s, 0x1234, (ULONG*)&yes)), WSAEINVAL);
     closesocket(s);
 }
 
@@ -245,14 +232,12 @@ TEST_F(WinsockCalls, DatagramsArriveWholeOrAreCutWithMsgSize) {
     ASSERT_EQ(sendto(sender, "0123456789", 10, 0, (const SOCKADDR*)&to, sizeof to), 10);
     ASSERT_TRUE(Until(receiver, FD_READ, 2));
     memset(buffer, 0, sizeof buffer);
-    EXPECT_EQ(recvfrom(receiver, buffer, 4, 0, nullptr, nullptr), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEMSGSIZE);
+    EXPECT_EQ(Failure(recvfrom(receiver, buffer, 4, 0, nullptr, nullptr)), WSAEMSGSIZE);
     EXPECT_STREQ(buffer, "0123");
     EXPECT_EQ(ioctlsocket(receiver, FIONREAD, &waiting), 0);
     EXPECT_EQ(waiting, 0u) << "the rest of a cut datagram is gone";
     length = 8;
-    EXPECT_EQ(recvfrom(receiver, buffer, sizeof buffer, 0, (SOCKADDR*)&from, &length), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(Failure(recvfrom(receiver, buffer, sizeof buffer, 0, (SOCKADDR*)&from, &length)), WSAEFAULT);
 
     closesocket(sender);
     closesocket(receiver);

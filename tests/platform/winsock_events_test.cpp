@@ -9,6 +9,7 @@
 
 namespace {
 
+using testing_support::Failure;
 using testing_support::SocketMessage;
 using Events = std::vector<LPARAM>;
 
@@ -27,8 +28,7 @@ protected:
         SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
         EXPECT_EQ(WSAAsyncSelect(s, window, kMessage, FD_CONNECT | FD_CLOSE), 0);
         SOCKADDR_IN to = Loopback(port);
-        EXPECT_EQ(connect(s, (const SOCKADDR*)&to, sizeof to), SOCKET_ERROR);
-        EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+        EXPECT_EQ(Failure(connect(s, (const SOCKADDR*)&to, sizeof to)), WSAEWOULDBLOCK);
         EXPECT_TRUE(Until(s, FD_CONNECT, 1));
         Settle();
         return s;
@@ -69,8 +69,7 @@ TEST_F(WinsockEvents, AcceptIsPostedOncePerAcceptCall) {
     EXPECT_EQ(Count(listener, FD_ACCEPT), 2);
 
     // Nothing pending: the call fails, and it re-enables FD_ACCEPT all the same.
-    EXPECT_EQ(accept(listener, nullptr, nullptr), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+    EXPECT_EQ(Failure(accept(listener, nullptr, nullptr)), WSAEWOULDBLOCK);
     Keep(peer::Connect(port));
     EXPECT_TRUE(Until(listener, FD_ACCEPT, 3));
     SOCKET c = accept(listener, nullptr, nullptr);
@@ -273,8 +272,7 @@ TEST_F(WinsockEvents, ClosesocketStopsEventsAndReleasesTheSocket) {
     Settle();
     EXPECT_EQ(messages.size(), 0u);
 
-    EXPECT_EQ(closesocket(s), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK);
+    EXPECT_EQ(Failure(closesocket(s)), WSAENOTSOCK);
     EXPECT_EQ(Receive(s, 1), "<error 10038>");
     EXPECT_EQ(peer::ReadExactly(fd, 1, 2000), "") << "the far side sees the close";
 }

@@ -16,6 +16,13 @@
 
 namespace testing_support {
 
+// The Winsock error number of a call that failed (returned SOCKET_ERROR or INVALID_SOCKET), or
+// 0 when it returned anything else.
+template <typename T>
+int Failure(T result) {
+    return result == (T)SOCKET_ERROR ? WSAGetLastError() : 0;
+}
+
 struct SocketMessage {
     UINT message;
     WPARAM wParam;
