@@ -37,8 +37,7 @@ TEST(TuiMenu, KeysMoveThroughMenusAndOnlyAnEnabledItemIsChosen) {
     MenuBar bar;
     bar.Open(menus, 1);
     EXPECT_EQ(bar.Highlighted(), 0);
-    bar.HandleKey(Event::Of(Key::Down), menus);
-    bar.HandleKey(Event::Of(Key::Down), menus);
+    for (Key key : {Key::Down, Key::Down}) bar.HandleKey(Event::Of(key), menus);
     EXPECT_EQ(bar.Highlighted(), 2);  // Client, greyed: it can be highlighted ...
     KeyResult outcome = bar.HandleKey(Event::Of(Key::Enter), menus);
     EXPECT_TRUE(outcome.handled);
@@ -51,9 +50,7 @@ TEST(TuiMenu, KeysMoveThroughMenusAndOnlyAnEnabledItemIsChosen) {
     bar.Open(menus, 0);
     bar.HandleKey(Event::Of(Key::Left), menus);  // wraps to Help
     EXPECT_EQ(bar.OpenPopup(), 4);
-    bar.HandleKey(Event::Of(Key::Right), menus);
-    bar.HandleKey(Event::Of(Key::Right), menus);
-    bar.HandleKey(Event::Of(Key::Right), menus);
+    for (int i = 0; i < 3; ++i) bar.HandleKey(Event::Of(Key::Right), menus);
     EXPECT_EQ(bar.OpenPopup(), 2);
     EXPECT_EQ(bar.Highlighted(), 1);  // the first item that can be chosen: Hide Statistics
     bar.HandleKey(Event::Char(U'o', kAlt), menus);

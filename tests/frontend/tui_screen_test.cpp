@@ -104,16 +104,10 @@ TEST_F(TuiScreen, ConsoleKeysBecomeKeyDownsCharactersAndScrollMessages) {
     for (char32_t c : {U'a', U'$', U'é', U'€', U'Ā', U'\x01'}) Input(Event::Char(c));
     Input(Event::Char(U'x', kAlt));  // no menu has x: nothing
     EXPECT_EQ(Posted(), (List{"char 13", "char 8", "char 9", "char 27", "char 97", "char 36", "char 233", "char 128", "char 1"}));
-    Input(Event::Of(Key::Up, kShift));
-    Input(Event::Of(Key::Down, kCtrl));
-    Input(Event::Of(Key::PageUp, kShift));
-    Input(Event::Of(Key::PageDown, kCtrl));
-    Input(Event::Of(Key::Home, kCtrl));
-    Input(Event::Of(Key::End, kShift));
-    Input(Event::Of(Key::Left, kShift));
-    Input(Event::Of(Key::Right, kShift));
-    Input(Event::Of(Key::Left, kCtrl));
-    Input(Event::Of(Key::Right, kCtrl));
+    for (auto [key, modifier] : {std::pair{Key::Up, kShift}, {Key::Down, kCtrl}, {Key::PageUp, kShift},
+                                 {Key::PageDown, kCtrl}, {Key::Home, kCtrl}, {Key::End, kShift}, {Key::Left, kShift},
+                                 {Key::Right, kShift}, {Key::Left, kCtrl}, {Key::Right, kCtrl}})
+        Input(Event::Of(key, modifier));
     EXPECT_EQ(Posted(), (List{"v 0/0", "v 1/0", "v 2/0", "v 3/0", "v 6/0", "v 7/0", "h 0/0", "h 1/0", "h 2/0", "h 3/0"}));
 }
 
@@ -130,8 +124,7 @@ TEST_F(TuiScreen, APasteIsTypedAndBecomesTheClipboard) {
 TEST_F(TuiScreen, TheMenuIsOpenedByF10AndAltAndPostsTheChosenCommand) {
     Input(Event::F(10));
     EXPECT_TRUE(desktop.menu.IsOpen());
-    Input(Event::Of(Key::Right));
-    Input(Event::Of(Key::Enter));
+    for (Key key : {Key::Right, Key::Enter}) Input(Event::Of(key));
     Input(Event::Char(U's', kAlt));
     Input(Event::Of(Key::Enter));  // Show Statistics
     EXPECT_EQ(Posted(), (List{"command 102", "command 105"}));
