@@ -6,14 +6,25 @@ import unittest
 
 from korvel import header, http_get, read_file, start_server, temp_dir, write_files
 
+DOCS = header(10) + b"docs home\n"
 
-class Serving(unittest.TestCase):
+
+class ServerTest(unittest.TestCase):
+    """A site for the server tests of this and the hostile and soak files."""
+
     def setUp(self):
         self.site = temp_dir(self, "korvel-site-")
-        write_files(self.site, {"home.htm": b"<h1>home</h1>\n", "stder.htm": b"<h1>not here</h1>\n"})
+        write_files(self.site, {"home.htm": b"<h1>home</h1>\n", "stder.htm": b"<h1>not here</h1>\n",
+                                "page.htm": b"<html><body>" + b"page " * 200 + b"</body></html>\n",
+                                "stdack.htm": b"<h1>thanks</h1>\n", "docs/home.htm": b"docs home\n"})
 
+    def serve(self, server=None, standard=1, extra=None):
+        return start_server(self, self.site, server, standard, extra)
+
+
+class Serving(ServerTest):
     def test_a_locked_file_is_waited_for_and_the_log_file_holds_what_the_console_shows(self):
-        k, port = start_server(self, self.site, {"ServerLog": 1, "ServerLogFilename": "server.log"})
+        k, port = self.serve({"ServerLog": 1, "ServerLogFilename": "server.log"})
         # A locked file waits until its writer has finished.
         writer = open(os.path.join(self.site, "slow.htm"), "wb")
         writer.write(b"first half ")
@@ -41,7 +52,7 @@ class Serving(unittest.TestCase):
         self.assertEqual(k.out[k.out.index(b"Server is ready"):], log)
 
     def test_a_proxy_whose_host_cannot_be_reached_closes_the_client_at_once(self):
-        proxy, port = start_server(self, self.site, {"ServerProxy": 1, "ProxyHost": "nowhere.invalid"}, standard=0)
+        proxy, port = self.serve({"ServerProxy": 1, "ProxyHost": "nowhere.invalid"}, standard=0)
         self.assertEqual(http_get(port, b"GET / HTTP/1.0\r\n\r\n"), b"")
         proxy.wait_for("OpenClient, Unable to Resolve nowhere.invalid\n")
 
