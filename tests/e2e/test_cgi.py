@@ -269,6 +269,3 @@ class ExampleSite(unittest.TestCase):
         stder = read_file(os.path.join(examples, "site", "stder.htm"))
         self.assertEqual(http_get(port, b"GET /cgi-dosnothing?x=1 HTTP/1.0\r\n\r\n"), header(len(stder)) + stder)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -26,6 +26,3 @@ class GatewayFiles(CgiTest):
         self.assertIn(b"session=secret", self.site_file("ch0_01.url"), "the file itself is still there")
         self.assertEqual(k.stop(), 0)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -85,6 +85,3 @@ class DialogScripts(unittest.TestCase):
         self.assertEqual([shown[i] for i in (121, 123, 122, 124, 125, 127, 128)], ["4", "0", "-3", "12", "0", "5", "0"])
         self.assertEqual([shown[i] for i in range(141, 150)], ["1", "1", "0", "1", "0", "0", "0", "0", "1"], "Mode 10b")
 
-
-if __name__ == "__main__":
-    unittest.main()

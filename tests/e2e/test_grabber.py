@@ -124,6 +124,3 @@ class StartPages(GrabTest):
         self.assertEqual(g.korvel.stop(), 0)
         self.assertEqual(g.file("02c.gif"), b"GIF89a-c")
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -149,6 +149,3 @@ class Hostile(unittest.TestCase):
         self.assertNotIn(b"Status", g.out)
         self.assertTrue(g.file("01x.htm").startswith(b"a" * 4096))
 
-
-if __name__ == "__main__":
-    unittest.main()

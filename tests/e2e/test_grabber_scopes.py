@@ -117,6 +117,3 @@ class ThroughAProxy(unittest.TestCase):
         self.assertIn(b'<a href="http://www.example.invalid/d/x.htm">', g.report())
         self.assertEqual(g.out.count(b"\nConnecting Local Client <0> to 127.0.0.1:%d," % proxy_port), 3)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -164,6 +164,3 @@ class Scripts(unittest.TestCase):
         k, code = self.run_script("waitfor text that never comes\n", timeout=40)
         self.assertEqual(code, 3)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -235,6 +235,3 @@ class PageMode(PingTest):
         self.assertRegex(answered[125][2], r"check= OK length=20, seq=001000ac$")
         self.assertEqual(listener.stop(), 0)
 
-
-if __name__ == "__main__":
-    unittest.main()

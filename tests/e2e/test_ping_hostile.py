@@ -90,6 +90,3 @@ class Hostile(pingnet.NetTest):
         for p in after:
             self.assertEqual(p.icmp[6:], b"\xC0\xC0abcde\0\0\0")
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -200,6 +200,3 @@ class Readme(unittest.TestCase):
                 self.stop_running()
         self.assertGreaterEqual(ran, 10, "the README's command blocks were not found")
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -56,6 +56,3 @@ class Serving(ServerTest):
         self.assertEqual(http_get(port, b"GET / HTTP/1.0\r\n\r\n"), b"")
         proxy.wait_for("OpenClient, Unable to Resolve nowhere.invalid\n")
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -96,6 +96,3 @@ class MailboxVisitors(ServerTest):
         self.assertEqual(http_get(port, b"GET /mailbox.htm HTTP/1.0\r\n\r\n"), header(len(page)) + page)
         self.assertEqual(k.stop(), 0)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -64,6 +64,3 @@ class Soak(ServerTest):
         self.assertEqual(k.stop(), 0)
         self.assertEqual(k.out.count(b"\nSending file <"), REQUESTS)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -115,6 +115,3 @@ class UrlBrowser(unittest.TestCase):
         self.assertEqual(read_file(os.path.join(work, "book.htm")),
                          b'<a href="http://server1/dir/rel/y.htm">http://server1/dir/rel/y.htm</a><br>\r\n' * 2)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -151,6 +151,3 @@ class Sizes(unittest.TestCase):
         self.assertGreater(corner[0], 120)  # beside the console, not over it
         self.assertEqual(s.screen()[y - 1][:120], "x" * 120)
 
-
-if __name__ == "__main__":
-    unittest.main()

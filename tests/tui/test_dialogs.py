@@ -185,6 +185,3 @@ class Dialogs(unittest.TestCase):
         self.assertIn("< Send And Quit >", shown["EDIT A COMMAND"])
         self.assertIn("< paste >", shown["URL"])
 
-
-if __name__ == "__main__":
-    unittest.main()

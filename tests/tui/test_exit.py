@@ -46,6 +46,3 @@ class Exit(unittest.TestCase):
         self.assertEqual(s.wait_exit(), 128 + signal.SIGSEGV)
         self.assert_terminal_given_back(s)
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -76,6 +76,3 @@ class Ping(unittest.TestCase):
         s.raw(b"\x1b[<0;%d;%dM\x1b[<0;%d;%dm" % (x + 3, y + 1, x + 3, y + 1))
         s.wait_for(lambda text: text.count("Pinging 127.0.0.1") >= 1, what="the last send line")
 
-
-if __name__ == "__main__":
-    unittest.main()

@@ -58,6 +58,3 @@ class UrlBrowser(unittest.TestCase):
         s.wait_for(listing(root), what="beta left")
         self.assertIn("[alpha]", s.text())
 
-
-if __name__ == "__main__":
-    unittest.main()
