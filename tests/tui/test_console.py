@@ -2,7 +2,6 @@
 typed text reaching a connected client, and terminals of 80 x 24 and 250 x 70."""
 
 import time
-import unittest
 
 import tui_session
 from korvel import TcpService
@@ -24,8 +23,7 @@ def thumb_row(position, maximum, bar_rows):
     return 1 + 1 + (position * (track - 1) + maximum // 2) // maximum
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class View(unittest.TestCase):
+class View(tui_session.TuiTest):
     def setUp(self):
         self.s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
         # 37 rows are shown: the caret starts on row 163, the first row of the last page.
@@ -93,8 +91,7 @@ class View(unittest.TestCase):
         s.wait_for(lambda _: all(line[:119].strip() == "" for line in s.screen()[1:38]), what="an empty part of the screen")
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Typing(unittest.TestCase):
+class Typing(tui_session.TuiTest):
     def test_the_client_dialog_connects_and_typed_text_reaches_the_server(self):
         server = TcpService(greeting=b"HELLO FROM THE TEST\r\n")
         self.addCleanup(server.close)
@@ -113,8 +110,7 @@ class Typing(unittest.TestCase):
         s.wait_for("typed text$41")  # the console shows what was typed, escape included
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Sizes(unittest.TestCase):
+class Sizes(tui_session.TuiTest):
     def test_a_terminal_of_80_by_24_holds_every_part_and_the_widest_dialog(self):
         s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=80, height=24)
         screen = s.screen()

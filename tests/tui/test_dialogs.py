@@ -3,7 +3,6 @@ server is open, the Server dialog opening the server, popups that leave the prog
 a resize while a dialog is open, and every dialog's labels whole on 80 x 24."""
 
 import time
-import unittest
 
 import tui_session
 from korvel import http_get, temp_dir, write_files
@@ -21,8 +20,7 @@ def site(test):
     return directory
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Menus(unittest.TestCase):
+class Menus(tui_session.TuiTest):
     def item_colour(self, s, label):
         """Foreground colour of an open menu item's first letter (the highlighted item is
         white on blue)."""
@@ -76,8 +74,7 @@ class Menus(unittest.TestCase):
         s.wait_for("korvel help")
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Dialogs(unittest.TestCase):
+class Dialogs(tui_session.TuiTest):
     def test_the_server_dialog_opens_the_server_and_the_console_shows_its_requests(self):
         port = free_port()
         home = site(self)

@@ -2,14 +2,12 @@
 shutdown (exit 0), a fatal signal still restores the terminal's modes and screen."""
 
 import signal
-import unittest
 
 import tui_session
 from tui_session import free_port, start
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Exit(unittest.TestCase):
+class Exit(tui_session.TuiTest):
     def assert_terminal_given_back(self, s):
         modes = s.terminal_modes()
         for mode in ("icanon", "echo", "icrnl", "ixon", "isig"):

@@ -4,14 +4,12 @@ the console runs, and are focused and closed from the keyboard."""
 import os
 import socket
 import time
-import unittest
 
 import tui_session
 from tui_session import free_port, start
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Statistics(unittest.TestCase):
+class Statistics(tui_session.TuiTest):
     def test_the_panel_counts_the_channels_of_connected_clients(self):
         port = free_port()
         s = start(self, ["-server"], {"Server": {"ServerPort": port}}, banner=False)
@@ -49,8 +47,7 @@ class Statistics(unittest.TestCase):
         self.assertEqual(s.fg(x + 2, y), 8)
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class Ping(unittest.TestCase):
+class Ping(tui_session.TuiTest):
     def test_the_ping_panel_shows_a_running_ping_of_the_loopback(self):
         if os.geteuid() != 0:
             self.skipTest("raw ICMP sockets need root")

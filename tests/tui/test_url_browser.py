@@ -3,7 +3,6 @@ highlight, and only Enter enters the highlighted directory, so every subdirector
 reached and every directory left through [..]."""
 
 import os
-import unittest
 
 import tui_session
 from korvel import temp_dir
@@ -12,8 +11,7 @@ from tui_session import free_port, start
 WHITE = 7  # the foreground of the highlighted item (on blue) and of the selected one (on grey)
 
 
-@unittest.skipUnless(tui_session.have_tmux(), "tmux is not installed")
-class UrlBrowser(unittest.TestCase):
+class UrlBrowser(tui_session.TuiTest):
     def test_the_keyboard_walks_into_the_second_subdirectory_and_back_out(self):
         s = start(self, [], {"Server": {"ServerPort": free_port()}, "Url": {"HomeDir": temp_dir(self, "korvel-tui-url-")}},
                   width=80, height=24)

@@ -16,6 +16,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from korvel import BINARY, free_port, ini, read_file, wait_until  # noqa: E402  (shared with the end-to-end tests)
@@ -27,6 +28,11 @@ _SGR = re.compile(r"\x1b\[([0-9;:]*)m")
 
 def have_tmux():
     return shutil.which("tmux") is not None
+
+
+@unittest.skipUnless(have_tmux(), "tmux is not installed")
+class TuiTest(unittest.TestCase):
+    """A test of the terminal interface, skipped where tmux is missing."""
 
 
 def _terminal_type():
