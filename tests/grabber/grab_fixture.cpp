@@ -29,10 +29,4 @@ void GrabTest::TearDown() {
     ShellTest::TearDown();
 }
 
-std::string GrabTest::TakePrinted() {
-    std::string text = frontEnd.printed;
-    frontEnd.printed.clear();
-    return text;
-}
-
 }  // namespace grab_testing

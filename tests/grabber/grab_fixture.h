@@ -19,8 +19,6 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // What the program printed since the last call, and forgets it.
-    std::string TakePrinted();
     std::string HomeFile(const std::string& name) const { return home.File(name); }
     static constexpr auto Record = testing_support::Record;
 

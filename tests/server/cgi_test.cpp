@@ -29,7 +29,8 @@ using testing_support::TempDir;
 
 namespace {
 
-const char kNoSocket[] = "CloseSocket, socket == INVALID_SOCKET\n";
+using States = std::pair<int, int>;  // a channel's state and CGI state
+const std::string kNoSocket = "CloseSocket, socket == INVALID_SOCKET\n";
 
 // The working directory is a fresh directory holding cgi-dos.map; the home directory is its
 // sub-directory "korvel", named relatively.
@@ -67,6 +68,7 @@ protected:
         if (SendBlockOfData(MainWindow, ch) == ChannelStatus::Close) CloseChannel(ch);
     }
 
+    static States StatesOf(int ch) { return {Channels[ch].State, Channels[ch].CgiState}; }
     // A connected channel between requests, as a client left it.
     void Waiting(int ch) {
         Channel& c = Channels[ch];
@@ -106,14 +108,13 @@ TEST_F(CgiTest, PipeNumbersRunFrom01To99ThenStartAgainAt00) {
 TEST_F(CgiTest, WithoutAMapTheRequestEndsAndSendAndCloseClosesTheChannel) {
     Waiting(0);
     EXPECT_FALSE(RequestLine(0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
-    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n" + std::string(kNoSocket));
+    EXPECT_EQ(TakePrinted(), "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n" + kNoSocket);
     EXPECT_EQ(Channels[0].State, kLeaving);
 
     Settings.Server.ServerMode &= ~SendAndClose;
     Waiting(1);
-    frontEnd.printed.clear();
     EXPECT_FALSE(RequestLine(1, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
-    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n");
+    EXPECT_EQ(TakePrinted(), "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to open cgi-dos.map\n");
     EXPECT_EQ(Channels[1].State, kWaiting);
 }
 
@@ -122,8 +123,8 @@ TEST_F(CgiTest, ATokFileThatCannotBeMadeEndsTheRequest) {
     CopyText(Settings.Server.HomeDir, "nowhere");
     Waiting(0);
     EXPECT_FALSE(RequestLine(0, "cgi-dosx a", "GET /cgi-dosx?a HTTP/1.0\r\n"));
-    EXPECT_EQ(frontEnd.printed, "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to create the pipe file nowhere/ch0_01.tok\n" +
-                                    std::string(kNoSocket));
+    EXPECT_EQ(frontEnd.printed,
+              "\nCGI-Call = cgi-dosx a\nProcessRequest, Unable to create the pipe file nowhere/ch0_01.tok\n" + kNoSocket);
     EXPECT_EQ(Channels[0].State, kLeaving);
     EXPECT_FALSE(Channels[0].RequestFlags & kRequestCgi);
     EXPECT_EQ(PipeCounter, 1) << "the number is used up";
@@ -169,23 +170,23 @@ TEST_F(CommandLengthTest, ProgramsStartWithAtMost126Characters) {
     EXPECT_EQ(Channels[0].State, kWaiting);
 
     EXPECT_FALSE(Call(125));
-    EXPECT_EQ(Printed(), "Process read, size of cgi command line 127 is greater than 128\n" + std::string(kNoSocket));
+    EXPECT_EQ(Printed(), "Process read, size of cgi command line 127 is greater than 128\n" + kNoSocket);
     EXPECT_EQ(Channels[0].State, kLeaving);
     EXPECT_EQ(Channels[0].CgiCommand, "p " + std::string(125, 'a')) << "kept before the check";
 }
 
 TEST_F(CommandLengthTest, CommandLinesOver511CharactersAreRefusedFirst) {
     EXPECT_FALSE(Call(509));
-    EXPECT_EQ(Printed(), "Process read, size of cgi command line 511 is greater than 128\n" + std::string(kNoSocket));
+    EXPECT_EQ(Printed(), "Process read, size of cgi command line 511 is greater than 128\n" + kNoSocket);
     EXPECT_EQ(strlen(Channels[0].CgiCommand), 199u) << "cut to the field";
 
     EXPECT_FALSE(Call(510));
-    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + std::string(kNoSocket));
+    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + kNoSocket);
     EXPECT_STREQ(Channels[0].CgiCommand, "previous");
     EXPECT_TRUE(Channels[0].RequestFlags & kRequestCgi);
 
     EXPECT_FALSE(Call(4000));
-    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + std::string(kNoSocket));
+    EXPECT_EQ(Printed(), "ProcessRead, CGI command line is greater than 512\n" + kNoSocket);
 }
 
 // CGILauch.
@@ -216,16 +217,14 @@ TEST_F(LaunchTest, CgiMaxRunningProgramsDelayTheCallLeavingChannelsIncluded) {
     Channels[7].CgiState = kPipeCgi;  // beyond HowManyClients: never looked at
 
     EXPECT_EQ(CGILauch(MainWindow, 2), 0);
-    EXPECT_EQ(frontEnd.printed, "Delaying <2> [prog korvel/ch2_03 a] ...\n");
-    EXPECT_EQ(Channels[2].CgiState, kCgiDelayed);
-    EXPECT_EQ(Channels[2].State, kSending);
+    EXPECT_EQ(TakePrinted(), "Delaying <2> [prog korvel/ch2_03 a] ...\n");
+    EXPECT_EQ(StatesOf(2), States(kSending, kCgiDelayed));
     EXPECT_EQ(Channels[2].StateTime, 1700000000u) << "the delay counts from the end of the request";
 
     Settings.CGI.CGIMax = 0;
     Channels[0].CgiState = Channels[4].CgiState = kCgiNone;
-    frontEnd.printed.clear();
     EXPECT_EQ(CGILauch(MainWindow, 2), 0);
-    EXPECT_EQ(frontEnd.printed, "Delaying <2> [prog korvel/ch2_03 a] ...\n") << "CGIMax 0 delays every call";
+    EXPECT_EQ(TakePrinted(), "Delaying <2> [prog korvel/ch2_03 a] ...\n") << "CGIMax 0 delays every call";
 }
 
 // CGICheck, CloseChannel and LeavingCheck: a leaving channel whose program runs.
@@ -245,17 +244,16 @@ protected:
 
 TEST_F(LeavingCgiTest, CGICheckWaitsForTheTokFileToHoldSomething) {
     EXPECT_EQ(CGICheck(MainWindow, 4), 0);
-    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, State=Leaving, Waiting cgi response\n");
+    EXPECT_EQ(TakePrinted(), "CGICheck <4>, State=Leaving, Waiting cgi response\n");
     EXPECT_EQ(Channels[4].CgiState, kPipeCgi);
 
     dir.Write("korvel/ch4_03.tok", "NULL");
-    frontEnd.printed.clear();
     EXPECT_EQ(CGICheck(MainWindow, 4), 1);
-    EXPECT_EQ(frontEnd.printed, "");
+    EXPECT_EQ(TakePrinted(), "");
     EXPECT_EQ(Channels[4].CgiState, kCgiNone);
 
     EXPECT_EQ(CGICheck(MainWindow, 4), 1);
-    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, and not PIPE_CGI state \n");
+    EXPECT_EQ(TakePrinted(), "CGICheck <4>, and not PIPE_CGI state \n");
 }
 
 TEST_F(LeavingCgiTest, CGICheckWaitsWhileTheTokFileIsBeingWritten) {
@@ -265,7 +263,7 @@ TEST_F(LeavingCgiTest, CGICheckWaitsWhileTheTokFileIsBeingWritten) {
     fputs("korvel/ch4_03", writer);
     fflush(writer);
     EXPECT_EQ(CGICheck(MainWindow, 4), 0);
-    EXPECT_EQ(frontEnd.printed, "CGICheck <4>, State=Leaving, pipefile korvel/ch4_03.tok Permission Denied\n");
+    EXPECT_EQ(TakePrinted(), "CGICheck <4>, State=Leaving, pipefile korvel/ch4_03.tok Permission Denied\n");
     EXPECT_EQ(Channels[4].CgiState, kPipeCgi);
     fclose(writer);
     EXPECT_EQ(CGICheck(MainWindow, 4), 1);
@@ -273,17 +271,16 @@ TEST_F(LeavingCgiTest, CGICheckWaitsWhileTheTokFileIsBeingWritten) {
     // A .tok file that is gone is waited for without a word.
     Channels[4].CgiState = kPipeCgi;
     strcpy(Channels[4].PipeName, "ch4_04.tok");
-    frontEnd.printed.clear();
+    TakePrinted();
     EXPECT_EQ(CGICheck(MainWindow, 4), 0);
-    EXPECT_EQ(frontEnd.printed, "");
+    EXPECT_EQ(TakePrinted(), "");
 }
 
 TEST_F(LeavingCgiTest, WithCGISynchroAClosedChannelKeepsCountingAsARunningProgram) {
     Waiting(3);
     Channels[3].CgiState = kPipeCgi;
     CloseChannel(3);
-    EXPECT_EQ(Channels[3].State, kLeaving);
-    EXPECT_EQ(Channels[3].CgiState, kPipeCgi);
+    EXPECT_EQ(StatesOf(3), States(kLeaving, kPipeCgi));
 
     Settings.CGI.CGISynchro = 0;
     Waiting(5);
@@ -307,8 +304,7 @@ TEST_F(LeavingCgiTest, LeavingCheckPollsTheAnswerAndWaitsTheSendingTimeout) {
 
     dir.Write("korvel/ch4_03.tok", "korvel/ch4_03");
     LeavingCheck(4, 0, 9);
-    EXPECT_EQ(Channels[4].CgiState, kCgiNone);
-    EXPECT_EQ(Channels[4].State, kLeaving) << "this check still counted the sending time";
+    EXPECT_EQ(StatesOf(4), States(kLeaving, kCgiNone)) << "this check still counted the sending time";
     LeavingCheck(4, 0, 9);
     EXPECT_EQ(Channels[4].State, kFree);
 
@@ -317,8 +313,7 @@ TEST_F(LeavingCgiTest, LeavingCheckPollsTheAnswerAndWaitsTheSendingTimeout) {
     Channels[4].CgiState = kPipeCgi;
     dir.Write("korvel/ch4_03.tok", "");
     LeavingCheck(4, 0, 10);
-    EXPECT_EQ(Channels[4].State, kFree);
-    EXPECT_EQ(Channels[4].CgiState, kCgiNone);
+    EXPECT_EQ(StatesOf(4), States(kFree, kCgiNone));
 }
 
 // SendBlockOfData: the pending CGI states of a sending channel.
@@ -337,23 +332,20 @@ protected:
 
 TEST_F(PendingCgiTest, AnAwaitedAnswerIsPolledUntilItsTokFileIsComplete) {
     SendBlock(3);
-    EXPECT_EQ(frontEnd.printed, "Waiting cgi response on channel3\n");
+    EXPECT_EQ(TakePrinted(), "Waiting cgi response on channel3\n");
 
     if (LeasesWork(dir.File("korvel/ch3_05.tok"))) {
         FILE* writer = fopen(dir.File("korvel/ch3_05.tok").c_str(), "ab");
         ASSERT_NE(writer, nullptr);
-        frontEnd.printed.clear();
         SendBlock(3);
-        EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile korvel/ch3_05.tok Permission Denied\n");
+        EXPECT_EQ(TakePrinted(), "SendBlockOfData, pipefile korvel/ch3_05.tok Permission Denied\n");
         fclose(writer);
     }
 
     ASSERT_EQ(remove(dir.File("korvel/ch3_05.tok").c_str()), 0);
-    frontEnd.printed.clear();
     SendBlock(3);
-    EXPECT_EQ(frontEnd.printed, "SendBlockOfData, pipefile (korvel/ch3_05.tok) error [2]\n");
-    EXPECT_EQ(Channels[3].State, kSending) << "an awaited answer is waited for whatever the error";
-    EXPECT_EQ(Channels[3].CgiState, kPipeCgi);
+    EXPECT_EQ(TakePrinted(), "SendBlockOfData, pipefile (korvel/ch3_05.tok) error [2]\n");
+    EXPECT_EQ(StatesOf(3), States(kSending, kPipeCgi)) << "an awaited answer is waited for whatever the error";
 }
 
 TEST_F(PendingCgiTest, ADelayedCallIsTriedAgainAtEverySend) {
@@ -364,17 +356,14 @@ TEST_F(PendingCgiTest, ADelayedCallIsTriedAgainAtEverySend) {
     strcpy(Channels[3].CgiCommand, "c:\\no\\such\\program");
     SendBlock(3);
     SendBlock(3);
-    EXPECT_EQ(frontEnd.printed, "Delaying <3> [c:\\no\\such\\program] ...\nDelaying <3> [c:\\no\\such\\program] ...\n");
+    EXPECT_EQ(TakePrinted(), "Delaying <3> [c:\\no\\such\\program] ...\nDelaying <3> [c:\\no\\such\\program] ...\n");
     EXPECT_EQ(Channels[3].CgiState, kCgiDelayed);
 
     // The running program answered: the call starts, fails, and its error page is sent.
     Channels[0].CgiState = kCgiNone;
-    frontEnd.printed.clear();
     SendBlock(3);
-    EXPECT_EQ(frontEnd.printed,
-              "Executing <3> [c:\\no\\such\\program] ...\nCGILauch, WinExec error [2]\n"
-              "\nSendaFile,the requested file korvel/cgierr.htm doesn't exist[errno= 2]\n" +
-                  std::string(kNoSocket));
+    EXPECT_EQ(TakePrinted(), "Executing <3> [c:\\no\\such\\program] ...\nCGILauch, WinExec error [2]\n"
+                             "\nSendaFile,the requested file korvel/cgierr.htm doesn't exist[errno= 2]\n" + kNoSocket);
     EXPECT_EQ(Channels[3].CgiState, kCgiNone);
 }
 

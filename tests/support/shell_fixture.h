@@ -53,6 +53,12 @@ protected:
     void Pump(int limit = 10000);
     // The text of console row r, trailing blanks removed.
     std::string Row(int r) const;
+    // What the program printed since the last call, and forgets it.
+    std::string TakePrinted() {
+        std::string text;
+        text.swap(frontEnd.printed);
+        return text;
+    }
 
     RecordingFrontEnd frontEnd;
 };
