@@ -29,28 +29,25 @@ TEST(TuiText, StoredBytesShowAsWindows1252WithControlsMadeVisible) {
 }
 
 TEST(TuiText, TypedCharactersBecomeTheirWindows1252Bytes) {
-    EXPECT_EQ(Cp1252Byte(U'a'), 'a');
-    EXPECT_EQ(Cp1252Byte(U'é'), 0xE9);
-    EXPECT_EQ(Cp1252Byte(U'€'), 0x80);
-    EXPECT_EQ(Cp1252Byte(U'—'), 0x97);
-    EXPECT_EQ(Cp1252Byte(U'Ÿ'), 0x9F);
-    EXPECT_EQ(Cp1252Byte(U'Ā'), -1);
-    EXPECT_EQ(Cp1252Byte(U'→'), -1);
-    EXPECT_EQ(Cp1252Byte(U'\u0081'), -1);  // a C1 control is no byte of the code page
+    // (A C1 control is no byte of the code page.)
+    for (auto [typed, byte] : {std::pair{U'a', (int)'a'}, {U'é', 0xE9}, {U'€', 0x80}, {U'—', 0x97}, {U'Ÿ', 0x9F}, {U'Ā', -1},
+                               {U'→', -1}, {U'\u0081', -1}})
+        EXPECT_EQ(Cp1252Byte(typed), byte) << (int)typed;
 }
 
 TEST(TuiText, MnemonicsAndUtf8) {
-    Mnemonic http = ParseMnemonic("&Http");
-    EXPECT_EQ(http.text, U"Http");
-    EXPECT_EQ(http.index, 0);
-    EXPECT_EQ(http.letter, U'h');
-    Mnemonic inner = ParseMnemonic("Auto&NameFile");
-    EXPECT_EQ(inner.text, U"AutoNameFile");
-    EXPECT_EQ(inner.index, 4);
-    EXPECT_EQ(inner.letter, U'n');
-    Mnemonic literal = ParseMnemonic("R&&D");
-    EXPECT_EQ(literal.text, U"R&D");
-    EXPECT_EQ(literal.index, -1);
+    const struct {
+        const char* label;
+        std::u32string text;
+        int index;
+        char32_t letter;
+    } rows[] = {{"&Http", U"Http", 0, U'h'}, {"Auto&NameFile", U"AutoNameFile", 4, U'n'}, {"R&&D", U"R&D", -1, 0}};
+    for (const auto& row : rows) {
+        Mnemonic m = ParseMnemonic(row.label);
+        EXPECT_EQ(m.text, row.text) << row.label;
+        EXPECT_EQ(m.index, row.index) << row.label;
+        EXPECT_EQ(m.letter, row.letter) << row.label;
+    }
     EXPECT_EQ(ToUtf8(U"é€─"), "\xC3\xA9\xE2\x82\xAC\xE2\x94\x80");
 }
 
@@ -97,12 +94,9 @@ TEST(TuiScrollBar, TheThumbStandsForThePositionAndPressesMapToScrollCodes) {
     EXPECT_EQ(bar.ThumbCell(), 10);
     bar.state.pos = 90;
     EXPECT_EQ(bar.ThumbCell(), 6);  // half way along the track of ten cells, rounded
-    EXPECT_EQ(bar.PressCode(0), kLineBack);
-    EXPECT_EQ(bar.PressCode(11), kLineForward);
-    EXPECT_EQ(bar.PressCode(2), kPageBack);
-    EXPECT_EQ(bar.PressCode(6), kThumbTrack);
-    EXPECT_EQ(bar.PressCode(9), kPageForward);
-    EXPECT_EQ(bar.PressCode(12), -1);
+    for (auto [cell, code] : {std::pair{0, (int)kLineBack}, {11, kLineForward}, {2, kPageBack}, {6, kThumbTrack},
+                              {9, kPageForward}, {12, -1}})
+        EXPECT_EQ(bar.PressCode(cell), code) << cell;
     // A thumb dragged to a cell stands for the position whose thumb is drawn there.
     for (int cell = 1; cell <= 10; ++cell) {
         bar.state.pos = bar.PositionAt(cell);
