@@ -22,17 +22,31 @@ protected:
     }
 };
 
-// Output starts on the first line of the last page.
-TEST_F(ConsoleTest, CarriageReturnAndLineFeedEachStartANewRow) {
-    EXPECT_EQ(Console.caretRow, 200 - 25);
-    EXPECT_EQ(Console.caretColumn, 0);
-    EXPECT_EQ(Console.topRow, 175);
-    Put("abc\r\ndef");
-    EXPECT_EQ(Row(175), "abc");
-    EXPECT_EQ(Row(176), "");
-    EXPECT_EQ(Row(177), "def");
-    EXPECT_EQ(Console.caretRow, 177);
-    EXPECT_EQ(Console.caretColumn, 3);
+// Output starts on the first line of the last page. Each row: the bytes put, then rows 175 to
+// 177 joined by '|', and the caret.
+TEST_F(ConsoleTest, ControlCharacters) {
+    const struct {
+        std::string put, rows;
+        int caretRow, caretColumn;
+    } rows[] = {
+        {"", "||", 175, 0},
+        {"abc\r\ndef", "abc||def", 177, 3},                     // CR and LF each start a new row
+        {"abcde\t", "abcde||", 175, 8},                         // a tab writes at least one space up to
+        {"abcde\t\t", "abcde||", 175, 16},                      // the next multiple of eight
+        {"abcde\t\tx", "abcde           x||", 175, 17},
+        {"hello\x01J", "Jello||", 175, 1},                      // 1 returns to the row's start, erasing nothing
+        {"\b", "||", 175, 0},                                   // nothing left of the caret
+        {std::string("a\x1b\0", 3), std::string("a\0||", 4), 175, 2},  // Esc does nothing, NUL is a cell
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.put);
+        SetUp();  // a fresh console for each row
+        Put(row.put);
+        EXPECT_EQ(Row(175) + "|" + Row(176) + "|" + Row(177), row.rows);
+        EXPECT_EQ(Console.caretRow, row.caretRow);
+        EXPECT_EQ(Console.caretColumn, row.caretColumn);
+        EXPECT_EQ(Console.topRow, 175);
+    }
 }
 
 TEST_F(ConsoleTest, ANewLineOnTheLastRowScrollsTheWholeScreenUp) {
@@ -45,38 +59,13 @@ TEST_F(ConsoleTest, ANewLineOnTheLastRowScrollsTheWholeScreenUp) {
     EXPECT_EQ(Console.topRow, 175) << "output never moves the view";
 }
 
-TEST_F(ConsoleTest, ATabWritesAtLeastOneSpaceUpToTheNextMultipleOfEight) {
-    Put("abcde\t");
-    EXPECT_EQ(Console.caretColumn, 8);
-    Put("\t");
-    EXPECT_EQ(Console.caretColumn, 16);
-    Put("x");
-    EXPECT_EQ(Row(175), "abcde" + std::string(11, ' ') + "x");
-}
-
-TEST_F(ConsoleTest, CharacterOneReturnsToTheStartOfTheRowWithoutErasing) {
-    Put("hello\x01J");
-    EXPECT_EQ(Row(175), "Jello");
-    EXPECT_EQ(Console.caretRow, 175);
-    EXPECT_EQ(Console.caretColumn, 1);
-}
-
 TEST_F(ConsoleTest, BackspaceRemovesTheCharacterLeftOfTheCaretAndPullsTheRowLeft) {
-    Put("\b");
-    EXPECT_EQ(Console.caretColumn, 0);
     Put("abcd");
     SendMessageA(MainWindow, WM_KEYDOWN, VK_LEFT, 0);
     SendMessageA(MainWindow, WM_KEYDOWN, VK_LEFT, 0);
     Put("\b");
     EXPECT_EQ(Row(175), "acd");
     EXPECT_EQ(Console.caretColumn, 1);
-}
-
-TEST_F(ConsoleTest, EscapeDoesNothingAndNulIsStoredAsACell) {
-    Put("a\x1b");
-    SendMessageA(MainWindow, MSG_PUTCHAR, 0, 1);
-    EXPECT_EQ(Console.caretColumn, 2);
-    EXPECT_EQ(ConsoleRow(175)[1], '\0');
 }
 
 TEST_F(ConsoleTest, TheRepeatCountIsASigned16BitValue) {
@@ -104,10 +93,9 @@ TEST_F(ConsoleTest, DeleteRedrawsTheRestOfTheRowAtTheRowNumberedByTheLeftColumn)
 TEST_F(ConsoleTest, PrintReturnsTheFormattedLengthStopsSendingAtNulAndCutsAt999Characters) {
     EXPECT_EQ(Print(MainWindow, "%s-%d", "ab", 42), 5);
     EXPECT_EQ(Row(175), "ab-42");
-    frontEnd.printed.clear();
+    TakePrinted();
     EXPECT_EQ(Print(MainWindow, "x%cy", 0), 3);
-    EXPECT_EQ(frontEnd.printed, "x");
-    frontEnd.printed.clear();
+    EXPECT_EQ(TakePrinted(), "x");
     Print(MainWindow, "%s", std::string(1500, 'k').c_str());
     EXPECT_EQ(frontEnd.printed.size(), 999u);
 }
