@@ -1,5 +1,6 @@
 #include "platform/profile.h"
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -139,90 +140,64 @@ TEST_F(ProfileTest, RelativePathsWithDosSeparators) {
 
 // ---- Writing ----
 
-TEST_F(ProfileTest, WritingCreatesFileSectionsAndKeysInOrder) {
-    EXPECT_TRUE(Write("Server", "Mode", "1cb"));
-    EXPECT_TRUE(Write("Server", "ServerPort", "80"));
-    EXPECT_TRUE(Write("Client", "ClientHost", "me"));
-    EXPECT_TRUE(Write("Server", "Mailbox", "mailbox"));
-    EXPECT_EQ(IniContent(),
-              "[Server]\nMode=1cb\nServerPort=80\nMailbox=mailbox\n"
-              "\n"
-              "[Client]\nClientHost=me\n");
+// Each row: the file before (none: nullptr), the writes (a null value deletes a key, a null
+// key a section), and the file after (none: nullptr). Every write succeeds.
+TEST_F(ProfileTest, WritesAndDeletes) {
+    struct Row {
+        const char* before;
+        std::vector<std::array<const char*, 3>> writes;
+        const char* after;
+    };
+    const Row rows[] = {
+        // Sections and keys are made in order.
+        {nullptr,
+         {{"Server", "Mode", "1cb"}, {"Server", "ServerPort", "80"}, {"Client", "ClientHost", "me"},
+          {"Server", "Mailbox", "mailbox"}},
+         "[Server]\nMode=1cb\nServerPort=80\nMailbox=mailbox\n\n[Client]\nClientHost=me\n"},
+        // A new key goes after the last line of its section.
+        {"[Server]\nMode=1cb\n; end of server\n\n\n[Client]\nClientDef=3\n", {{"Server", "HowManyClients", "9"}},
+         "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\n"},
+        {"[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\n", {{"Client", "ClientPort", "80"}},
+         "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\nClientPort=80\n"},
+        // A new section goes to the end after a blank line.
+        {"[Server]\nMode=1cb", {{"CGI", "CGIMax", "1"}}, "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n"},
+        {"[Server]\nMode=1cb\n\n", {{"CGI", "CGIMax", "1"}}, "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n"},
+        {"", {{"CGI", "CGIMax", "1"}}, "[CGI]\nCGIMax=1\n"},
+        // CR LF files get CR LF lines.
+        {"[Server]\r\nMode=1cb\r\n", {{"Server", "Mode", "18a"}, {"Server", "ServerPort", "80"}, {"Url", "Url", "host/"}},
+         "[Server]\r\nMode=18a\r\nServerPort=80\r\n\r\n[Url]\r\nUrl=host/\r\n"},
+        // Deleting a key, a section, and what is not there.
+        {"[Server]\nMode=1cb\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n", {{"server", "MODE", nullptr}},
+         "[Server]\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n"},
+        {"[Server]\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n", {{"Client", nullptr, nullptr}},
+         "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n"},
+        {"[Server]\nServerPort=80\n\n[Url]\nUrl=x\n", {{"Server", "Absent", nullptr}, {"Absent", nullptr, nullptr}},
+         "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n"},
+        {nullptr, {{"Server", "Mode", nullptr}}, nullptr},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.before ? row.before : "(no file)");
+        remove(dir.File("korvel.ini").c_str());
+        platform::FlushProfileCache();
+        if (row.before) WriteIni(row.before);
+        for (const auto& [section, key, value] : row.writes) EXPECT_TRUE(Write(section, key, value));
+        EXPECT_EQ(dir.Exists("korvel.ini"), row.after != nullptr);
+        if (!row.after) continue;
+        EXPECT_EQ(IniContent(), row.after);
+        EXPECT_EQ(Get("Client", "ClientHost"), strstr(row.after, "ClientHost=me") ? "me" : "(default)")
+            << "a read sees the file as written";
+    }
 }
 
+// A replaced line loses its blanks and comment; every other line stays, and so does the
+// spelling of the key.
 TEST_F(ProfileTest, ReplacingKeepsEveryOtherLineAndTheKeysSpelling) {
-    const std::string before =
-        "; written by hand\n"
-        "[Server]\n"
-        "  ServerPort = 80   ; the usual\n"
-        "HomeDir=\\korvel\n"
-        "\n"
-        "[server]\n"
-        "ServerPort=1\n"
-        "[Client]\n"
-        "ServerPort=2\n";
-    WriteIni(before);
+    WriteIni("; written by hand\n[Server]\n  ServerPort = 80   ; the usual\nHomeDir=\\korvel\n\n[server]\nServerPort=1\n"
+             "[Client]\nServerPort=2\n");
     EXPECT_TRUE(Write("SERVER", "serverport", "8080"));
-    EXPECT_EQ(IniContent(),
-              "; written by hand\n"
-              "[Server]\n"
-              "ServerPort=8080\n"
-              "HomeDir=\\korvel\n"
-              "\n"
-              "[server]\n"
-              "ServerPort=1\n"
-              "[Client]\n"
-              "ServerPort=2\n");
+    EXPECT_EQ(IniContent(), "; written by hand\n[Server]\nServerPort=8080\nHomeDir=\\korvel\n\n[server]\nServerPort=1\n"
+                            "[Client]\nServerPort=2\n");
     EXPECT_EQ(Get("Server", "ServerPort"), "8080");
-}
-
-TEST_F(ProfileTest, NewKeyGoesAfterTheLastLineOfItsSection) {
-    WriteIni("[Server]\nMode=1cb\n; end of server\n\n\n[Client]\nClientDef=3\n");
-    EXPECT_TRUE(Write("Server", "HowManyClients", "9"));
-    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\n");
-    EXPECT_TRUE(Write("Client", "ClientPort", "80"));
-    EXPECT_EQ(IniContent(),
-              "[Server]\nMode=1cb\n; end of server\nHowManyClients=9\n\n\n[Client]\nClientDef=3\nClientPort=80\n");
-}
-
-TEST_F(ProfileTest, NewSectionGoesToTheEndAfterABlankLine) {
-    WriteIni("[Server]\nMode=1cb");  // no line end on the last line
-    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
-    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n");
-
-    WriteIni("[Server]\nMode=1cb\n\n");
-    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
-    EXPECT_EQ(IniContent(), "[Server]\nMode=1cb\n\n[CGI]\nCGIMax=1\n");
-
-    WriteIni("");
-    EXPECT_TRUE(Write("CGI", "CGIMax", "1"));
-    EXPECT_EQ(IniContent(), "[CGI]\nCGIMax=1\n");
-}
-
-TEST_F(ProfileTest, CrLfFilesGetCrLfLines) {
-    WriteIni("[Server]\r\nMode=1cb\r\n");
-    EXPECT_TRUE(Write("Server", "Mode", "18a"));
-    EXPECT_TRUE(Write("Server", "ServerPort", "80"));
-    EXPECT_TRUE(Write("Url", "Url", "host/"));
-    EXPECT_EQ(IniContent(), "[Server]\r\nMode=18a\r\nServerPort=80\r\n\r\n[Url]\r\nUrl=host/\r\n");
-}
-
-TEST_F(ProfileTest, NullValueDeletesAKeyNullKeyASection) {
-    WriteIni("[Server]\nMode=1cb\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n");
-    EXPECT_TRUE(Write("server", "MODE", nullptr));
-    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Client]\nClientHost=me\n\n[Url]\nUrl=x\n");
-    EXPECT_TRUE(Write("Client", nullptr, nullptr));
-    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n");
-    EXPECT_EQ(Get("Client", "ClientHost"), "(default)");
-
-    EXPECT_TRUE(Write("Server", "Absent", nullptr));  // nothing to delete, nothing changes
-    EXPECT_TRUE(Write("Absent", nullptr, nullptr));
-    EXPECT_EQ(IniContent(), "[Server]\nServerPort=80\n\n[Url]\nUrl=x\n");
-}
-
-TEST_F(ProfileTest, DeletingFromAMissingFileCreatesNothing) {
-    EXPECT_TRUE(Write("Server", "Mode", nullptr));
-    EXPECT_FALSE(dir.Exists("korvel.ini"));
 }
 
 TEST_F(ProfileTest, WriteFailsWhereNoFileCanBeMade) {
