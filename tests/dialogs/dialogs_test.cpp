@@ -28,6 +28,12 @@ protected:
     }
     std::string Text(HWND dialog, int id) { return platform::FindControl(dialog, id)->text; }
     bool Enabled(HWND dialog, int id) { return platform::FindControl(dialog, id)->enabled; }
+    // The check states of the buttons, as '1' and '0'.
+    static std::string Checks(HWND dialog, std::initializer_list<int> ids) {
+        std::string states;
+        for (int id : ids) states += IsDlgButtonChecked(dialog, id) ? '1' : '0';
+        return states;
+    }
     void Click(HWND dialog, int id) {
         ASSERT_TRUE(platform::UserClick(dialog, id)) << "control " << id;
         Pump();
@@ -56,8 +62,7 @@ TEST_F(Dialogs, ConfigurationCutsTheClientCountAt25ButHasNoLowerBound) {
 TEST_F(Dialogs, ConfigurationStoresTheNineFlagsAndKeepsTheHigherBits) {
     Settings.Server.ServerMode = 0x12200 | 0x1CB;
     HWND d = Open("DIALOG_1", ConfigurationDlgProc);
-    EXPECT_TRUE(IsDlgButtonChecked(d, 141));
-    EXPECT_FALSE(IsDlgButtonChecked(d, 143));
+    EXPECT_EQ(Checks(d, {141, 143}), "10");
     Click(d, 141);  // Send And Close off
     Click(d, 143);  // Echo Keyboard on
     Click(d, IDOK);
@@ -72,14 +77,11 @@ TEST_F(Dialogs, TextAndBinaryModeStayOpposite) {
     Settings.Server.ServerMode = 0x008 | 0x010;  // both ticked: only the stored value can do that
     HWND d = Open("DIALOG_1", ConfigurationDlgProc);
     Click(d, 144);  // Text Mode off
-    EXPECT_FALSE(IsDlgButtonChecked(d, 144));
-    EXPECT_TRUE(IsDlgButtonChecked(d, 145));
+    EXPECT_EQ(Checks(d, {144, 145}), "01");
     Click(d, 145);  // Binary off, so Text on
-    EXPECT_TRUE(IsDlgButtonChecked(d, 144));
-    EXPECT_FALSE(IsDlgButtonChecked(d, 145));
+    EXPECT_EQ(Checks(d, {144, 145}), "10");
     Click(d, 144);
-    EXPECT_FALSE(IsDlgButtonChecked(d, 144));
-    EXPECT_TRUE(IsDlgButtonChecked(d, 145));
+    EXPECT_EQ(Checks(d, {144, 145}), "01");
 }
 
 TEST_F(Dialogs, TheClientCountAndTheServerButtonsFollowTheListeningSocket) {
@@ -142,8 +144,7 @@ TEST_F(Dialogs, ClientPanelShowsHttpBinaryChecked) {
     HWND d = Open("DIALOG_3", ClientDlgProc);
     EXPECT_TRUE(IsDlgButtonChecked(d, 147));
     Click(d, 147);
-    EXPECT_TRUE(IsDlgButtonChecked(d, 146));
-    EXPECT_FALSE(IsDlgButtonChecked(d, 147));
+    EXPECT_EQ(Checks(d, {146, 147}), "10");
     EXPECT_EQ(Settings.Client.ClientDef, 2);
     EXPECT_EQ(Settings.Server.ServerMode, 0x094u);
     Click(d, 145);
@@ -178,11 +179,9 @@ TEST_F(Dialogs, UrlDialogLooksIdleOrBusyByTheClientFlag) {
     EXPECT_TRUE(Enabled(d, 1));
     EXPECT_FALSE(Enabled(d, 141));
     EXPECT_FALSE(Enabled(d, 148)) << "Text mode greys OK+IMG";
-    EXPECT_TRUE(IsDlgButtonChecked(d, 154)) << "Local";
-    EXPECT_TRUE(IsDlgButtonChecked(d, 150)) << "AutoNameFile";
+    EXPECT_EQ(Checks(d, {154, 150}), "11") << "Local, AutoNameFile";
     Click(d, 143);
-    EXPECT_TRUE(Enabled(d, 148));
-    EXPECT_TRUE(Enabled(d, 149));
+    EXPECT_TRUE(Enabled(d, 148) && Enabled(d, 149));
     EXPECT_EQ(Settings.Url.Mode, 1);
     Click(d, 153);
     EXPECT_EQ(Settings.Url.All, 1);
