@@ -49,18 +49,13 @@ class Headless(unittest.TestCase):
         self.assertEqual(process.returncode, 0)
         self.assertRegex(err, rb"korvel: \d+ bytes of console output were dropped: standard output was not being read\n")
 
-    def test_sigint_also_runs_the_normal_shutdown(self):
-        k = self.start()
+    def test_an_unknown_option_is_reported_the_program_goes_on_and_sigint_shuts_it_down(self):
+        k = self.start(["-Server"])
+        k.wait_for("-Server : Unknown Option\n")
         k.wait_err("Korvel v4.0: ")
         k.process.send_signal(signal.SIGINT)
         self.assertEqual(k.wait_exit(10), 0)
         self.assertTrue(k.out.endswith(b"\nServer is closed\n"))
-
-    def test_an_unknown_option_is_reported_and_the_program_goes_on(self):
-        k = self.start(["-Server"])
-        k.wait_for("-Server : Unknown Option\n")
-        k.wait_err("Korvel v4.0: ")
-        self.assertEqual(k.stop(), 0)
 
     def test_a_command_line_of_127_characters_is_ignored_whole(self):
         for words, line in ((["-t", "7", "x" * 120, "y"], "DecodeLine, command line is too large (127 characters)\n"),

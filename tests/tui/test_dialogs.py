@@ -58,21 +58,6 @@ class Menus(tui_session.TuiTest):
         self.assertEqual(self.item_colour(s, "Show Statistics"), WHITE)  # highlighted
         self.assertEqual(self.item_colour(s, "Hide Statistics"), GREY)
 
-    def test_help_opens_a_screen_of_its_own_and_esc_closes_it(self):
-        s = start(self, [], {"Server": {"ServerPort": free_port()}})
-        s.keys("M-h", "Enter")
-        s.wait_for("korvel help")
-        self.assertIn("NAME", s.text())
-        self.assertIn("korvel - HTTP server, web grabber, TCP client and ping", s.text())
-        s.keys("PageDown")
-        s.wait_for(lambda text: "SYNOPSIS" not in text, what="the next page")
-        s.keys("End")
-        s.wait_for("EXAMPLES")  # the last section
-        s.keys("Escape")
-        s.wait_for(lambda text: "korvel help" not in text, what="the help to close")
-        s.keys("F1")
-        s.wait_for("korvel help")
-
 
 class Dialogs(tui_session.TuiTest):
     def test_the_server_dialog_opens_the_server_and_the_console_shows_its_requests(self):
@@ -126,8 +111,25 @@ class Dialogs(tui_session.TuiTest):
         s.wait_for(lambda text: "not an allowed value" not in text, what="the box to close")
         self.assertNotIn("Connect to host", s.text())  # the dialog ended after its notice
 
-    def test_a_resize_while_a_dialog_is_open_keeps_it_centred_and_working(self):
+    def test_help_then_a_resize_while_a_dialog_is_open(self):
         s = start(self, [], {"Server": {"ServerPort": free_port()}}, width=120, height=40)
+        # Help opens a screen of its own and Esc closes it.
+        s.keys("M-h", "Enter")
+        s.wait_for("korvel help")
+        self.assertIn("NAME", s.text())
+        self.assertIn("korvel - HTTP server, web grabber, TCP client and ping", s.text())
+        s.keys("PageDown")
+        s.wait_for(lambda text: "SYNOPSIS" not in text, what="the next page")
+        s.keys("End")
+        s.wait_for("EXAMPLES")  # the last section
+        s.keys("Escape")
+        s.wait_for(lambda text: "korvel help" not in text, what="the help to close")
+        s.keys("F1")
+        s.wait_for("korvel help")
+        s.keys("Escape")
+        s.wait_for(lambda text: "korvel help" not in text, what="the help to close again")
+
+        # A resize while a dialog is open keeps it centred and working.
         s.keys("M-o", "c")
         s.wait_for("Max. Clients for server")
         s.resize(80, 24)
