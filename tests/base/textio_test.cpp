@@ -59,14 +59,10 @@ TEST(NextWord, BytesAbove127AndControlCharactersSeparateWords) {
     int16_t position = 0;
     int16_t last = (int16_t)(sizeof line - 1);
     char word[16];
-    NextWord(line, position, last, word, sizeof word);
-    EXPECT_STREQ(word, "caf");
-    NextWord(line, position, last, word, sizeof word);
-    EXPECT_STREQ(word, "bar");
-    NextWord(line, position, last, word, sizeof word);
-    EXPECT_STREQ(word, "q");
-    NextWord(line, position, last, word, sizeof word);
-    EXPECT_STREQ(word, "z");
+    for (const char* expected : {"caf", "bar", "q", "z"}) {
+        NextWord(line, position, last, word, sizeof word);
+        EXPECT_STREQ(word, expected);
+    }
 }
 
 TEST(NextWord, StopsAtLastAndCutsTheWordToItsBuffer) {
