@@ -102,9 +102,6 @@ class Grab:
     def file(self, name):
         return read_file(os.path.join(self.home, name))
 
-    def exists(self, name):
-        return os.path.isfile(os.path.join(self.home, name))
-
     def saved(self):
         """Every file of the grab directory except the grab's working files."""
         return sorted(n for n in os.listdir(self.home) if n not in self.WORK_FILES)

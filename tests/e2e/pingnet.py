@@ -174,20 +174,6 @@ class Capture:
         self.sock.close()
 
 
-def dumps(err, dialog="DIALOG_8"):
-    """Every `dump` of a dialog on standard error, in order: {control: (enabled, checked, text)}."""
-    blocks, current = [], None
-    for line in err.decode("latin-1").splitlines():
-        parts = line.split(" ", 5)
-        if len(parts) >= 5 and parts[0] == dialog:
-            current = {} if current is None else current
-            current[int(parts[1])] = (parts[3] == "1", parts[4] == "1", parts[5] if len(parts) > 5 else "")
-        elif current is not None:
-            blocks.append(current)
-            current = None
-    return blocks + ([current] if current is not None else [])
-
-
 class NetTest(unittest.TestCase):
     """Skipped without root; every namespace, capture and korvel goes when the test ends."""
 

@@ -4,7 +4,7 @@ import os
 import socket
 import unittest
 
-from korvel import TcpService, free_port, header, http_get, read_file, recv_exactly, start, write_files
+from korvel import TcpService, dumps, free_port, header, http_get, read_file, recv_exactly, start, write_files
 
 
 class DialogScripts(unittest.TestCase):
@@ -77,11 +77,7 @@ class DialogScripts(unittest.TestCase):
                    "connectionTimeout": "0X7f", "PurgingTimeout": "+5", "PreWaitingTimeout": "- 4"}
         k = self.run_korvel("menu 102\ndump\nquit\n", settings={"Server": dict(numbers, Mode="10b")})
         self.assertEqual(k.wait_exit(20), 0, k.err)
-        shown = {}
-        for line in k.err.decode("latin-1").splitlines():
-            parts = line.split(" ", 5)
-            if parts[0] == "DIALOG_1" and len(parts) == 6:
-                shown[int(parts[1])] = parts[5] if parts[2] == "edit" else parts[4]
-        self.assertEqual([shown[i] for i in (121, 123, 122, 124, 125, 127, 128)], ["4", "0", "-3", "12", "0", "5", "0"])
-        self.assertEqual([shown[i] for i in range(141, 150)], ["1", "1", "0", "1", "0", "0", "0", "0", "1"], "Mode 10b")
+        (shown,) = dumps(k.err, "DIALOG_1")
+        self.assertEqual([shown[i][2] for i in (121, 123, 122, 124, 125, 127, 128)], ["4", "0", "-3", "12", "0", "5", "0"])
+        self.assertEqual([int(shown[i][1]) for i in range(141, 150)], [1, 1, 0, 1, 0, 0, 0, 0, 1], "Mode 10b")
 

@@ -7,8 +7,8 @@ import time
 import unittest
 
 import pingnet
-from korvel import have, start
-from pingnet import HERE_ADDRESS, THERE_ADDRESS, dumps, echo, tag_of, with_checksum
+from korvel import dumps, have, start
+from pingnet import HERE_ADDRESS, THERE_ADDRESS, echo, tag_of, with_checksum
 
 ABCDE = b"abcde"
 
@@ -35,7 +35,7 @@ class PingTest(pingnet.NetTest):
     def finish(self, k):
         """Waits for the script to quit korvel and returns its dumps of the PING dialog."""
         self.assertEqual(k.wait_exit(20), 0, k.err.decode("latin-1"))
-        return dumps(k.err)
+        return dumps(k.err, "DIALOG_8")
 
     def assert_look(self, controls, busy):
         self.assertEqual(controls[141][0], busy, "STOP")
