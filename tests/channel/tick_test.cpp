@@ -58,44 +58,46 @@ TEST_F(ChannelTimeLimits, WithoutTimeoutsAWaitingChannelIsPolledEverySecondForEv
     EXPECT_EQ(Channels[1].State, kWaiting) << "a connect that never completes stays PreWait";
 }
 
-TEST_F(ChannelTimeLimits, TheWaitingLimitIsASixteenBitDifference) {
-    Take(0, kWaiting, 59, 10);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kWaiting);
-    Take(0, kWaiting, 60, 10);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kPurging) << "FD_CLOSE at the limit";
-    Settings.Server.connectionTimeout = 32767;
-    Take(1, kWaiting, 32768 + 60, 10);
-    ChannelTick();
-    EXPECT_EQ(Channels[1].State, kWaiting) << "the difference wraps negative past 32767 s";
+// Each row: a channel in a state for `idle` seconds, connected `age` seconds ago, and its state
+// after one tick. The differences are taken in 16 bits.
+TEST_F(ChannelTimeLimits, EachStateHasItsLimit) {
+    const struct {
+        const char* why;
+        bool timeouts;
+        int16_t connectionTimeout;
+        uint16_t state;
+        int idle, age;
+        uint16_t connected, after;
+    } rows[] = {
+        {"waiting, a second before the limit", true, 120, kWaiting, 59, 10, 1, kWaiting},
+        {"waiting at the limit: FD_CLOSE", true, 120, kWaiting, 60, 10, 1, kPurging},
+        {"the difference wraps negative past 32767 s", true, 32767, kWaiting, 32768 + 60, 10, 1, kWaiting},
+        {"a connect not yet given up", true, 120, kWaiting, 0, 29, 0, kWaiting},
+        {"every connection ends at the connection timeout however busy", true, 120, kSending, 0, 120, 1, kFree},
+        {"leaving, without timeouts", false, 120, kLeaving, 1, 0, 1, kLeaving},
+        {"leaving expires even without timeouts", false, 120, kLeaving, 2, 0, 1, kFree},
+        {"purging, a second before the limit", true, 120, kPurging, 59, 0, 1, kPurging},
+        {"the purging limit closes a channel that cannot be drained", true, 120, kPurging, 60, 0, 1, kLeaving},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.why);
+        Settings.Server.ServerMode = row.timeouts ? (kHttpModel & ~ModeDuplex) : (kHttpModel & ~ModeDuplex & ~EnableTimeout);
+        Settings.Server.connectionTimeout = row.connectionTimeout;
+        Take(0, row.state, row.idle, row.age, row.connected).TxCount = 0;
+        frontEnd.printed.clear();
+        ChannelTick();
+        EXPECT_EQ(Channels[0].State, row.after);
+        if (row.state == kPurging && row.after == kPurging) {
+            EXPECT_EQ(Polls(), 1) << "the drain is tried every second";
+        }
+    }
 }
 
 TEST_F(ChannelTimeLimits, AConnectThatDoesNotCompleteIsGivenUpAfterThePreWaitingTime) {
-    Take(0, kWaiting, 0, 29, 0);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kWaiting);
     Take(0, kWaiting, 0, 30, 0);
     ChannelTick();
     EXPECT_NE(Channels[0].State, kWaiting);
     EXPECT_NE(frontEnd.printed.find("Remote Client <0> Logout"), std::string::npos);
-}
-
-TEST_F(ChannelTimeLimits, EveryConnectionEndsAtTheConnectionTimeoutHoweverBusy) {
-    Channel& c = Take(0, kSending, 0, 120);
-    c.TxCount = 0;
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kFree) << "CloseChannel, then FD_CLOSE frees the leaving slot";
-}
-
-TEST_F(ChannelTimeLimits, LeavingChannelsExpireEvenWithoutTimeouts) {
-    Settings.Server.ServerMode &= ~EnableTimeout;
-    Take(0, kLeaving, 1);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kLeaving);
-    Take(0, kLeaving, 2);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kFree);
 }
 
 TEST_F(ChannelTimeLimits, ChannelsBeyondTheChannelsInUseAreNeverTouched) {
@@ -103,16 +105,6 @@ TEST_F(ChannelTimeLimits, ChannelsBeyondTheChannelsInUseAreNeverTouched) {
     Take(3, kLeaving, 1000);
     ChannelTick();
     EXPECT_EQ(Channels[3].State, kLeaving);
-}
-
-TEST_F(ChannelTimeLimits, ThePurgingLimitClosesAChannelThatCannotBeDrained) {
-    Take(0, kPurging, 59);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kPurging);
-    EXPECT_EQ(Polls(), 1) << "the drain is tried every second";
-    Take(0, kPurging, 60);
-    ChannelTick();
-    EXPECT_EQ(Channels[0].State, kLeaving);
 }
 
 class Progress : public ChannelTimeLimits {

@@ -95,13 +95,11 @@ TEST_F(WinExecTest, FailuresGiveTheWindowsCodes) {
     dir.Write("noexec", "not a program either\n");
     ASSERT_EQ(chmod(dir.File("noexec").c_str(), 0755), 0);
 
-    EXPECT_EQ(WinExec("./missing-program arg", SW_SHOW), 2u);
-    EXPECT_EQ(WinExec("korvel-no-such-program-on-path", SW_SHOW), 2u);
-    EXPECT_EQ(WinExec("", SW_SHOW), 2u);
-    EXPECT_EQ(WinExec(" \t ", SW_SHOW), 2u);
-    EXPECT_EQ(WinExec(".\\record\\inside", SW_SHOW), 3u);  // a file used as a directory
-    EXPECT_EQ(WinExec(".\\text", SW_SHOW), 5u);              // no execute permission
-    EXPECT_EQ(WinExec(".\\noexec", SW_SHOW), 11u);           // no format we can run, and no shell tried
+    // 3: a file used as a directory; 5: no execute permission; 11: no format we can run (and no
+    // shell is tried).
+    for (auto [line, code] : {std::pair{"./missing-program arg", 2u}, {"korvel-no-such-program-on-path", 2u}, {"", 2u},
+                              {" \t ", 2u}, {".\\record\\inside", 3u}, {".\\text", 5u}, {".\\noexec", 11u}})
+        EXPECT_EQ(WinExec(line, SW_SHOW), code) << line;
 }
 
 TEST_F(WinExecTest, ReapChildrenLeavesNoZombie) {
