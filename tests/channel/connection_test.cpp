@@ -303,41 +303,27 @@ constexpr const char* kGrabStart =
 constexpr const char* kGrabLogout = "\nLocal Client <0> Logout 127.0.0.1:9090,<time> \n";
 constexpr const char* kGrabEnd = "*************\n* End Of URL* Reference= out.htm\n*************\n";
 
+// The lines of the response's header as the grab reports it, and its verdict.
+#define EXPECTING(status, length) "Status = " #status ", Data Length to be received = " #length "\n"
+#define VERDICT(rx, status, header, length)                                                 \
+    "@" #rx " bytes received, 127 bytes sent\nStatus " #status " [OK->200], Header Length " #header \
+    " bytes, Data Length " #length "\n"
+
 const Response kResponses[] = {
-    {"a whole response",
-     {"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5\r\n\r\nhello"},
-     "Status = 200, Data Length to be received = 5\nContent-Type: text/html\n"
-     "@68 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 63 bytes, Data Length 5\n"
-     "FILE IS COMPLETE\n",
-     "hello"},
-    {"the header cut anywhere",
-     {"HTTP/1.0 2", "00 OK\r\nContent-Le", "ngth: 5\r", "\n\r\nhe", "llo"},
-     "Status = 200, Data Length to be received = 5\n"
-     "@43 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 38 bytes, Data Length 5\n"
-     "FILE IS COMPLETE\n",
-     "hello"},
-    {"a body shorter than announced",
-     {"HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nhello"},
-     "Status = 200, Data Length to be received = 9\n"
-     "@43 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 38 bytes, Data Length 9\n"
-     "FILE IS UNCOMPLETE\n",
-     "hello"},
-    {"no length",
-     {"HTTP/1.0 404 Not Found\r\n\r\ngone"},
-     "Status = 404, Data Length to be received = ?\n"
-     "@30 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 26 bytes, Data Length -1\n"
-     "NO FILELENGTH INFO\n",
-     "gone"},
+    {"a whole response", {"HTTP/1.0 200 OK\r\nContent-Type: text/html\r\nContent-Length: 5\r\n\r\nhello"},
+     EXPECTING(200, 5) "Content-Type: text/html\n" VERDICT(68, 200, 63, 5) "FILE IS COMPLETE\n", "hello"},
+    {"the header cut anywhere", {"HTTP/1.0 2", "00 OK\r\nContent-Le", "ngth: 5\r", "\n\r\nhe", "llo"},
+     EXPECTING(200, 5) VERDICT(43, 200, 38, 5) "FILE IS COMPLETE\n", "hello"},
+    {"a body shorter than announced", {"HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nhello"},
+     EXPECTING(200, 9) VERDICT(43, 200, 38, 9) "FILE IS UNCOMPLETE\n", "hello"},
+    {"no length", {"HTTP/1.0 404 Not Found\r\n\r\ngone"},
+     EXPECTING(404, ?) VERDICT(30, 404, 26, -1) "NO FILELENGTH INFO\n", "gone"},
     {"an error status with its length is judged as any other",
      {"HTTP/1.0 404 Not Found\r\nContent-Length: 4\r\n\r\ngone"},
-     "Status = 404, Data Length to be received = 4\n"
-     "@49 bytes received, 127 bytes sent\nStatus 404 [OK->200], Header Length 45 bytes, Data Length 4\nFILE IS COMPLETE\n",
-     "gone"},
+     EXPECTING(404, 4) VERDICT(49, 404, 45, 4) "FILE IS COMPLETE\n", "gone"},
     {"lines before the status line are skipped; header names are case-blind, types are not",
      {"garbage before\r\nHTTP/1.0 200 Document follows\r\nCONTENT-LENGTH: 5\r\nContent-Type: Text/HTML\r\nX-Other: 1\r\n\r\nhello"},
-     "Status = 200, Data Length to be received = 5\nContent-Type: Text/HTML\n"
-     "@110 bytes received, 127 bytes sent\nStatus 200 [OK->200], Header Length 105 bytes, Data Length 5\nFILE IS COMPLETE\n",
-     "hello", 0},
+     EXPECTING(200, 5) "Content-Type: Text/HTML\n" VERDICT(110, 200, 105, 5) "FILE IS COMPLETE\n", "hello", 0},
     {"no header at all: no verdict", {"just a body\n"}, "@12 bytes received, 127 bytes sent\n", "just a body\n"},
 };
 
