@@ -121,6 +121,12 @@ protected:
         value[0] = '\0';
         return Detect(in, Tags.UrlTags, 0, 0, 1, value, outMax, out, 1, &entry, DetectValue);
     }
+    // A page scanned up to the value of its first link.
+    void AtValue(const std::string& page) {
+        Page(page);
+        ASSERT_GT(Tag(), 0);
+        ASSERT_GT(Attribute(), 0);
+    }
     // The value of the first link, terminator included, or "" when none is found.
     std::string FirstValue(const std::string& page) {
         Page(page);
@@ -189,9 +195,7 @@ TEST_F(Scanner, ValuesEndAtQuotesBlanksOrTheClosingBracket) {
     EXPECT_EQ(FirstValue("<a href=\"\" title=y>"), "title=y\"") << "the second quote opens again";
     EXPECT_EQ(FirstValue("<a href=MiXeD.HTM>"), "MiXeD.HTM\"") << "values keep their case";
     EXPECT_EQ(FirstValue("<a href=caf\xe9.htm>"), "caf.htm\"") << "bytes from 0x80 up are dropped";
-    Page("<a href=\"x>y\">");
-    ASSERT_GT(Tag(), 0);
-    ASSERT_GT(Attribute(), 0);
+    AtValue("<a href=\"x>y\">");
     EXPECT_EQ(Value(), 2) << "the quote and x; the '>' is given back";
     EXPECT_STREQ(value, "x\"");
     EXPECT_EQ(fgetc(in), '>');
@@ -202,20 +206,14 @@ TEST_F(Scanner, TooLargeValuesAndTheEndOfThePage) {
     std::string v494(494, 'v');
     EXPECT_EQ(FirstValue("<a href=" + v494 + ">"), v494 + "\"");
     TakePrinted();
-    Page("<a href=" + std::string(495, 'v') + "><a href=next>");
-    ASSERT_GT(Tag(), 0);
-    ASSERT_GT(Attribute(), 0);
+    AtValue("<a href=" + std::string(495, 'v') + "><a href=next>");
     EXPECT_EQ(Value(), -2);
     EXPECT_EQ(TakePrinted(), "Detect, Url size greater than 496 !!!\n");
     EXPECT_EQ(Tag(), 3) << "the scan goes on with the next tag";
     EXPECT_EQ(FirstValue("<a href=\"cut"), "");
-    Page("<a href=\"cut");
-    ASSERT_GT(Tag(), 0);
-    ASSERT_GT(Attribute(), 0);
+    AtValue("<a href=\"cut");
     EXPECT_EQ(Value(), 0);
-    Page("<a href=\"" + std::string(40000, '\x80') + "x\">");
-    ASSERT_GT(Tag(), 0);
-    ASSERT_GT(Attribute(), 0);
+    AtValue("<a href=\"" + std::string(40000, '\x80') + "x\">");
     EXPECT_EQ(Value(), -2) << "a value spread over more bytes than a 16-bit step back reaches";
 }
 
