@@ -123,8 +123,7 @@ protected:
 
 TEST_F(Progress, TheLineOverwritesItselfWithCharacterOne) {
     ProgressLine(0, 10);
-    EXPECT_EQ(frontEnd.printed, "050% [00050 Bytes/s] of 1000 bytes, 00010 s \x01");
-    frontEnd.printed.clear();
+    EXPECT_EQ(TakePrinted(), "050% [00050 Bytes/s] of 1000 bytes, 00010 s \x01");
     ProgressLine(0, 0);
     EXPECT_EQ(frontEnd.printed, "050% [00000 Bytes/s] of 1000 bytes, 99999 s \x01");
 }

@@ -29,8 +29,7 @@ TEST_F(MainWindowRouting, WithNineteenChannelsTheIcmpMessageIsChannelEighteens) 
     LPARAM errorEvent = MAKELONG(FD_READ, 10054);
     Settings.Server.HowManyClients = 9;
     SendMessageA(MainWindow, MSG_ICMP, 0, errorEvent);
-    EXPECT_EQ(frontEnd.printed, "MainWin, ICMP_msg, WSAGETSELECTERROR=8.8X\n");
-    frontEnd.printed.clear();
+    EXPECT_EQ(TakePrinted(), "MainWin, ICMP_msg, WSAGETSELECTERROR=8.8X\n");
     Settings.Server.HowManyClients = 19;
     SendMessageA(MainWindow, MSG_ICMP, 0, errorEvent);
     EXPECT_EQ(frontEnd.printed, "\nClientMsg, channel 18 WSAGETSELECTERROR 27460001 !!!\n");
