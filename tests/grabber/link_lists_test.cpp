@@ -100,10 +100,8 @@ TEST_F(LinkLists, ReadsFromTheFileAlwaysEndTheirTexts) {
     fwrite(junk.data(), 1, junk.size(), Grab.ImageList.file);
     UrlRecord r;
     ASSERT_EQ(GetSet(&r, kGetRecord, 0, Grab.ImageList.file), 1);
-    EXPECT_EQ(strlen(r.file), 207u);
-    EXPECT_EQ(strlen(r.localName), 12u);
-    EXPECT_EQ(strlen(r.base), 207u);
-    EXPECT_EQ(strlen(r.host), 80u);
+    EXPECT_EQ((std::vector<size_t>{strlen(r.file), strlen(r.localName), strlen(r.base), strlen(r.host)}),
+              (std::vector<size_t>{207, 12, 207, 80}));
     ASSERT_EQ(GetSet(&r, kGetRecord, 5, Grab.ImageList.file), 1) << "a record beyond the end reads empty";
     EXPECT_STREQ(r.file, "");
 }

@@ -45,11 +45,10 @@ TEST_F(RegionalTest, IntlSectionOfTheSettingsFileWins) {
 TEST_F(RegionalTest, DefaultsWithoutFileOrRealLocaleAndForOtherSections) {
     for (const char* locale : {"C", "POSIX", "C.UTF-8", "C.utf8", "", "xx_NOWHERE.UTF-8"}) {
         ScopedEnv chosen("LC_ALL", locale);
-        EXPECT_EQ(GetProfileIntA("intl", "iDate", 0), 0u) << locale;
-        EXPECT_EQ(GetProfileIntA("intl", "iTime", 7), 7u) << locale;
-        EXPECT_EQ(Text("sDate", "/"), "/") << locale;
-        EXPECT_EQ(Text("sTime", ":"), ":") << locale;
-        EXPECT_EQ(Text("s2359", "PM"), "PM") << locale;
+        EXPECT_EQ(std::to_string(GetProfileIntA("intl", "iDate", 0)) + std::to_string(GetProfileIntA("intl", "iTime", 7)) +
+                      Text("sDate", "/") + Text("sTime", ":") + Text("s2359", "PM"),
+                  "07/:PM")
+            << locale;
     }
     dir.Write("korvel.ini", "[windows]\niDate=2\n[intl]\niDate=1\n");
     EXPECT_EQ(GetProfileIntA("windows", "iDate", 5), 5u);
