@@ -69,11 +69,10 @@ TEST_F(Requests, EveryRequestStartsWithAFreshResponseState) {
     Grab.Fetch.IsHtml = 0;
     strcpy(Grab.Fetch.ContentType, "image/gif");
     Build(Record("h", "/", "", 80, ""));
-    EXPECT_EQ(Grab.Fetch.Status, 0);
-    EXPECT_EQ(Grab.Fetch.HeaderBytes, 0);
-    EXPECT_EQ(Grab.Fetch.ContentLength, kUnknownLength);
-    EXPECT_EQ(Grab.Fetch.IsHtml, 1);
-    EXPECT_STREQ(Grab.Fetch.ContentType, "");
+    const FetchRecord& f = Grab.Fetch;
+    EXPECT_EQ(std::to_string(f.Status) + " " + std::to_string(f.HeaderBytes) + " " + std::to_string(f.ContentLength) +
+                  " " + std::to_string(f.IsHtml) + " [" + f.ContentType + "]",
+              "0 0 " + std::to_string(kUnknownLength) + " 1 []");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -146,19 +145,19 @@ TEST_F(Completion, HttpZeroNineHasNoVerdict) {
 
 TEST_F(Completion, RetriesAreRefusedOnceAByteArrivedOrAfterStop) {
     Channels[2].Fetch = &Grab.Fetch;
-    Channels[2].RxBytes = 0;
-    Grab.GrabActive = 0;
-    Grab.RetriesLeft = 5;
-    EXPECT_EQ(RetryFetch(2), 0);
-    Grab.GrabActive = 1;
-    Channels[2].RxBytes = 1;
-    EXPECT_EQ(RetryFetch(2), 0);
-    Channels[2].RxBytes = 0;
-    Grab.Fetch.NoCrawl = 1;
-    EXPECT_EQ(RetryFetch(2), 0);
-    Grab.Fetch.NoCrawl = 0;
-    Grab.RetriesLeft = 0;
-    EXPECT_EQ(RetryFetch(2), 0);
+    // Each row is a reason to refuse: stopped, a byte arrived, no crawl, no retries left.
+    const struct {
+        int16_t active;
+        uint32_t received;
+        int16_t noCrawl, retriesLeft;
+    } rows[] = {{0, 0, 0, 5}, {1, 1, 0, 5}, {1, 0, 1, 5}, {1, 0, 0, 0}};
+    for (const auto& row : rows) {
+        Grab.GrabActive = row.active;
+        Channels[2].RxBytes = row.received;
+        Grab.Fetch.NoCrawl = row.noCrawl;
+        Grab.RetriesLeft = row.retriesLeft;
+        EXPECT_EQ(RetryFetch(2), 0) << row.active << row.received << row.noCrawl << row.retriesLeft;
+    }
     EXPECT_EQ(Grab.RetriesLeft, -1);
     EXPECT_EQ(TakePrinted(), "");
     Channels[2].Fetch = nullptr;
