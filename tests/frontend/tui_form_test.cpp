@@ -12,6 +12,7 @@
 #include "platform/messages.h"
 #include "platform/ui.h"
 #include "shell/shell.h"
+#include "support/program_state.h"
 
 namespace {
 
@@ -81,14 +82,8 @@ protected:
         platform::ResetWindows();
         platform::ResetUi();
     }
-    // Delivers what the user actions posted, as the message loop would.
-    void Pump() {
-        for (int i = 0; i < 100 && platform::QueuedMessageCount() > 0; ++i) {
-            MSG msg;
-            if (!GetMessageA(&msg, nullptr, 0, 0)) break;
-            DispatchMessageA(&msg);
-        }
-    }
+    // Delivers what the user actions posted.
+    static void Pump() { testing_support::PumpMessages(100); }
     void Press(const Event& event) {
         form.HandleKey(event);
         Pump();

@@ -73,6 +73,14 @@ UrlRecord Record(const char* host, const char* base, const char* file, int16_t p
     return r;
 }
 
+void PumpMessages(int limit) {
+    while (platform::QueuedMessageCount() > 0 && limit-- > 0) {
+        MSG msg;
+        if (!GetMessageA(&msg, nullptr, 0, 0)) break;
+        DispatchMessageA(&msg);
+    }
+}
+
 void CreateProgramWindow() {
     WNDCLASSEXA cls{};
     cls.cbSize = sizeof cls;

@@ -13,6 +13,9 @@ void ResetProgramState();
 // as before any grab.
 void ResetGrabState();
 
+// Dispatches queued messages until none is left (at most `limit`), as the message loop would.
+void PumpMessages(int limit = 10000);
+
 // Creates the main window as start-up does: class "wins2", procedure MainWin.
 void CreateProgramWindow();
 

@@ -25,14 +25,6 @@ void ShellTest::CreateMainWindow(int cellsWide, int cellsHigh) {
     CreateProgramWindow();
 }
 
-void ShellTest::Pump(int limit) {
-    while (platform::QueuedMessageCount() > 0 && limit-- > 0) {
-        MSG msg;
-        if (!GetMessageA(&msg, nullptr, 0, 0)) break;
-        DispatchMessageA(&msg);
-    }
-}
-
 std::string ShellTest::Row(int r) const {
     const char* row = ConsoleRow(r);
     if (!row) return "";

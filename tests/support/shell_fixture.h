@@ -50,7 +50,7 @@ protected:
     // Creates the main window as start-up does (its WM_CREATE and first WM_SIZE run).
     void CreateMainWindow(int cellsWide = 120, int cellsHigh = 25);
     // Dispatches queued messages until none is left (at most `limit`).
-    void Pump(int limit = 10000);
+    void Pump(int limit = 10000) { PumpMessages(limit); }
     // The text of console row r, trailing blanks removed.
     std::string Row(int r) const;
     // What the program printed since the last call, and forgets it.
