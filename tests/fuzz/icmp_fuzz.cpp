@@ -23,33 +23,17 @@
 #include "platform/ui.h"
 #include "settings/settings.h"
 #include "support/posix_peer.h"
+#include "support/program_state.h"
 
 namespace {
 
 constexpr uint32_t kAcknowledged = 1;
 
+// The peer that plays the pinged host.
 struct Bench {
-    int peer = -1;
-    uint16_t peerPort = 0;
+    int peer = testing_support::UseFakeIcmpSocket();
     ~Bench() { peer::Close(peer); }
 };
-
-// The engine's socket, aimed at the peer as ConnectICMP aims the raw one at its target.
-bool OpenSockets(Bench& bench) {
-    bench.peer = peer::OpenUdp(&bench.peerPort);
-    SOCKET s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-    if (bench.peer < 0 || s == INVALID_SOCKET) return false;
-    ping::Run.IcmpSocket = s;
-    SOCKADDR_IN local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.S_addr = inet_addr("127.0.0.1");
-    ULONG nonBlocking = 1;
-    if (bind(s, (const SOCKADDR*)&local, sizeof local) != 0 || ioctlsocket(s, FIONBIO, &nonBlocking) != 0) return false;
-    ping::Run.TargetAddress.sin_family = AF_INET;
-    ping::Run.TargetAddress.sin_port = htons(bench.peerPort);
-    ping::Run.TargetAddress.sin_addr.S_addr = inet_addr("127.0.0.1");
-    return true;
-}
 
 void Start(unsigned first, const std::string& text) {
     using ping::Run;
@@ -113,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PingDialog = CreateDialogParamA(hInst, "DIALOG_8", nullptr, PingDlgProc, 0);
     {
         Bench bench;
-        if (OpenSockets(bench)) {
+        if (bench.peer >= 0) {
             Start(first, text);
             while (!in.Empty()) Step(in, bench);
         }

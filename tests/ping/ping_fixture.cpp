@@ -34,19 +34,8 @@ void PingTest::TearDown() {
 }
 
 bool PingTest::UseFakeSocket() {
-    uint16_t peerPort = 0;
-    peer = peer::OpenUdp(&peerPort);
-    SOCKET s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-    if (peer < 0 || s == INVALID_SOCKET) return false;
-    SOCKADDR_IN& target = ping::Run.TargetAddress;
-    target.sin_family = AF_INET;
-    target.sin_port = 0;
-    target.sin_addr.S_addr = inet_addr("127.0.0.1");
-    ULONG nonBlocking = 1;
-    if (bind(s, (const SOCKADDR*)&target, sizeof target) != 0 || ioctlsocket(s, FIONBIO, &nonBlocking) != 0) return false;
-    ping::Run.IcmpSocket = s;
-    target.sin_port = htons(peerPort);
-    return true;
+    peer = testing_support::UseFakeIcmpSocket();
+    return peer >= 0;
 }
 
 void PingTest::PeerSends(const peer::Bytes& datagram) {

@@ -21,6 +21,7 @@
 #include "shell/console.h"
 #include "shell/shell.h"
 #include "shell/view.h"
+#include "support/posix_peer.h"
 
 namespace testing_support {
 
@@ -71,6 +72,25 @@ UrlRecord Record(const char* host, const char* base, const char* file, int16_t p
     CopyText(r.localName, localName);
     r.port = port;
     return r;
+}
+
+int UseFakeIcmpSocket() {
+    uint16_t peerPort = 0;
+    int peerFd = peer::OpenUdp(&peerPort);
+    SOCKET s = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    if (s != INVALID_SOCKET) ping::Run.IcmpSocket = s;  // closed with the engine's state
+    SOCKADDR_IN& target = ping::Run.TargetAddress;
+    target = SOCKADDR_IN{};
+    target.sin_family = AF_INET;
+    target.sin_addr.S_addr = inet_addr("127.0.0.1");
+    ULONG nonBlocking = 1;
+    if (peerFd < 0 || s == INVALID_SOCKET || bind(s, (const SOCKADDR*)&target, sizeof target) != 0 ||
+        ioctlsocket(s, FIONBIO, &nonBlocking) != 0) {
+        peer::Close(peerFd);
+        return -1;
+    }
+    target.sin_port = htons(peerPort);
+    return peerFd;
 }
 
 void PumpMessages(int limit) {

@@ -13,6 +13,11 @@ void ResetProgramState();
 // as before any grab.
 void ResetGrabState();
 
+// Puts a non-blocking UDP socket on 127.0.0.1 in the place of the ping engine's raw socket and
+// aims the target at a UDP peer, as ConnectICMP aims the raw one: the peer's descriptor (to
+// close), or -1 when the sockets cannot be made.
+int UseFakeIcmpSocket();
+
 // Dispatches queued messages until none is left (at most `limit`), as the message loop would.
 void PumpMessages(int limit = 10000);
 
