@@ -8,7 +8,8 @@
 #include "platform/wintypes.h"
 
 // Formats like printf (at most 999 characters), puts the characters (up to the first NUL) on
-// the console through MSG_PUTTEXT, and copies them to the log sink when one is set. Returns the formatted length.
+// the console through MSG_PUTTEXT, and copies them to the log sink when one is set. Returns
+// the formatted length.
 int16_t Print(HWND window, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Replaces the whole text of dialog item base + offset with the formatted text.

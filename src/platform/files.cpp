@@ -102,7 +102,6 @@ FILE* FileOpen(const char* path, const char* mode) {
     return file;
 }
 
-
 FILE* FileOpenAnew(const char* path) {
     std::string host = HostPath(path);
     int permissions = RemoveToReplace(host);
