@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -61,14 +62,72 @@ bool IsDirectory(int fd) {
     return fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// Removes a non-empty file that FileOpenAnew will make again; returns the permissions to give
-// the new file, or -1 when the file is to be emptied in place instead.
-int RemoveToReplace(const std::string& host) {
-    struct stat info;
-    if (lstat(host.c_str(), &info) != 0) return -1;
-    if (!S_ISREG(info.st_mode) || info.st_nlink != 1 || info.st_size == 0) return -1;
-    if (access(host.c_str(), W_OK) != 0 || unlink(host.c_str()) != 0) return -1;
-    return (int)(info.st_mode & 07777);
+// A file written whole again over its old self, as fopen "w+" would give it, but without
+// emptying it first: the new bytes overwrite the old ones in place, reads and the end stop at
+// what has been written, and closing cuts the file to that length. The descriptor's offset is
+// kept here, since the stream above asks for it as it would of a real file.
+struct Rewrite {
+    int fd;
+    off64_t position = 0;
+    off64_t written = 0;  // the file's length as the stream sees it
+    off64_t onDisk = 0;   // what the file holds, old bytes past `written` included
+};
+
+ssize_t RewriteRead(void* cookie, char* buffer, size_t size) {
+    Rewrite& r = *static_cast<Rewrite*>(cookie);
+    if (r.position >= r.written) return 0;
+    size = (size_t)std::min<off64_t>((off64_t)size, r.written - r.position);
+    ssize_t got = pread(r.fd, buffer, size, r.position);
+    if (got > 0) r.position += got;
+    return got;
+}
+
+// Bytes skipped by a seek past the end read as zeros, as in a file emptied first.
+bool FillGap(Rewrite& r) {
+    static const char zeros[4096] = {};
+    while (r.written < r.position) {
+        size_t length = (size_t)std::min<off64_t>(sizeof zeros, r.position - r.written);
+        ssize_t put = pwrite(r.fd, zeros, length, r.written);
+        if (put <= 0) return false;
+        r.written += put;
+    }
+    return true;
+}
+
+ssize_t RewriteWrite(void* cookie, const char* buffer, size_t size) {
+    Rewrite& r = *static_cast<Rewrite*>(cookie);
+    if (!FillGap(r)) return -1;
+    ssize_t put = pwrite(r.fd, buffer, size, r.position);
+    if (put <= 0) return -1;
+    r.position += put;
+    r.written = std::max(r.written, r.position);
+    r.onDisk = std::max(r.onDisk, r.written);
+    return put;
+}
+
+int RewriteSeek(void* cookie, off64_t* offset, int whence) {
+    Rewrite& r = *static_cast<Rewrite*>(cookie);
+    if (whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) {
+        errno = EINVAL;
+        return -1;
+    }
+    off64_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? r.position : r.written;
+    if (base + *offset < 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    r.position = base + *offset;
+    *offset = r.position;
+    return 0;
+}
+
+int RewriteClose(void* cookie) {
+    Rewrite* r = static_cast<Rewrite*>(cookie);
+    int result = 0;
+    if (r->onDisk > r->written && ftruncate(r->fd, r->written) != 0) result = -1;
+    if (close(r->fd) != 0) result = -1;
+    delete r;
+    return result;
 }
 
 }  // namespace
@@ -103,10 +162,20 @@ FILE* FileOpen(const char* path, const char* mode) {
 }
 
 FILE* FileOpenAnew(const char* path) {
-    std::string host = HostPath(path);
-    int permissions = RemoveToReplace(host);
-    FILE* file = fopen(host.c_str(), "w+be");
-    if (file && permissions >= 0) fchmod(fileno(file), (mode_t)permissions);
+    int fd = open(HostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return nullptr;
+    struct stat info;
+    if (fstat(fd, &info) != 0) {
+        close(fd);
+        return nullptr;
+    }
+    Rewrite* rewrite = new Rewrite{fd};
+    rewrite->onDisk = info.st_size;
+    FILE* file = fopencookie(rewrite, "w+", {RewriteRead, RewriteWrite, RewriteSeek, RewriteClose});
+    if (!file) {
+        close(fd);
+        delete rewrite;
+    }
     return file;
 }
 

@@ -25,12 +25,12 @@ std::string HostPath(const char* path);
 FILE* FileOpen(const char* path, const char* mode);
 
 // FileOpen(path, "w+b") for a file that is written whole again and again (the pages a grab
-// rewrites): a non-empty file is replaced by a new one with the same permissions instead of
-// being emptied in place. ext4 writes a file that was emptied and written again out to the
-// disk when it is closed (a guard against losing both versions in a crash), which costs
-// milliseconds a file. A file with other names, one reached through a symbolic link and one
-// that may not be written are emptied in place as before. A handle still open on the old file
-// keeps reading the old content, so only files that nothing holds open may use it.
+// rewrites, its work files): the stream reads, seeks and ends as a file emptied at the open,
+// but the new bytes overwrite the old ones in place and the close cuts the file to the length
+// written. Emptying a file costs ext4 much: it frees the blocks (a discard on some disks) and
+// writes the file out to the disk when it is closed (a guard against losing both versions in a
+// crash), and a new file instead costs an inode search that slows with every file removed. The
+// stream has no descriptor (fileno gives -1).
 FILE* FileOpenAnew(const char* path);
 
 // fopen that also denies other writers: returns null with errno EACCES while another process

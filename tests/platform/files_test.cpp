@@ -87,41 +87,46 @@ TEST_F(FilesTest, ExistsRemoveAndMissingFiles) {
 // A file written anew replaces the old one (the old content stays with a reader that still
 // has it open), keeps its permissions, and is emptied in place when it has a second name or
 // is reached through a symbolic link, so that the other name sees the new content.
-TEST_F(FilesTest, OpenAnewReplacesTheFileUnlessItHasOtherNames) {
-    dir.Write("sub/page.htm", "the old page");
+// The stream behaves as a file emptied at the open, while the old file is written over in place.
+TEST_F(FilesTest, OpenAnewReadsAndEndsAsAnEmptiedFileAndCutsTheOldTail) {
+    dir.Write("sub/page.htm", "the old page, longer than the new one");
     ASSERT_EQ(chmod(dir.File("sub/page.htm").c_str(), 0640), 0);
-    FILE* reader = fopen(dir.File("sub/page.htm").c_str(), "rb");
-    ASSERT_NE(reader, nullptr);
+    ASSERT_EQ(link(dir.File("sub/page.htm").c_str(), dir.File("sub/second.htm").c_str()), 0);
     FILE* out = FileOpenAnew(DosPath("page.htm").c_str());
     ASSERT_NE(out, nullptr);
-    EXPECT_TRUE(fcntl(fileno(out), F_GETFD) & FD_CLOEXEC);
-    fputs("new", out);
-    fclose(out);
-    EXPECT_EQ(dir.Read("sub/page.htm"), "new");
+    EXPECT_EQ(fgetc(out), EOF) << "nothing is read before it is written";
+    fputs("abcdef", out);
+    ASSERT_EQ(fseek(out, -3, SEEK_CUR), 0);
+    fputc('X', out);
+    EXPECT_EQ(ftell(out), 4);
+    ASSERT_EQ(fseek(out, 0, SEEK_END), 0);
+    EXPECT_EQ(ftell(out), 6) << "the end is what was written";
+    ASSERT_EQ(fseek(out, 0, SEEK_SET), 0);
+    char back[64] = {};
+    EXPECT_EQ(fread(back, 1, sizeof back, out), 6u);
+    EXPECT_STREQ(back, "abcXef");
+    ASSERT_EQ(fseek(out, 2, SEEK_END), 0);
+    fputc('Z', out);
+    EXPECT_EQ(fseek(out, -1, SEEK_SET), -1);
+    EXPECT_EQ(fclose(out), 0);
+    EXPECT_EQ(dir.Read("sub/page.htm"), std::string("abcXef\0\0Z", 9));
+    EXPECT_EQ(dir.Read("sub/second.htm"), std::string("abcXef\0\0Z", 9)) << "written in place, as fopen does";
     struct stat info;
     ASSERT_EQ(stat(dir.File("sub/page.htm").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0640u);
-    char old[32] = {};
-    EXPECT_EQ(fread(old, 1, sizeof old, reader), 12u);
-    EXPECT_STREQ(old, "the old page");
-    fclose(reader);
 
-    ASSERT_EQ(link(dir.File("sub/page.htm").c_str(), dir.File("sub/second.htm").c_str()), 0);
     ASSERT_EQ(symlink("second.htm", dir.File("sub/alias.htm").c_str()), 0);
-    const struct {
-        const char* name;
-        const char* content;
-    } rows[] = {{"page.htm", "through the first name"}, {"alias.htm", "through the link"}};
-    for (const auto& row : rows) {
-        FILE* again = FileOpenAnew(DosPath(row.name).c_str());
-        ASSERT_NE(again, nullptr) << row.name;
-        fputs(row.content, again);
-        fclose(again);
-        EXPECT_EQ(dir.Read("sub/second.htm"), row.content) << "written " << row.name;
-    }
-    struct stat link;
-    ASSERT_EQ(lstat(dir.File("sub/alias.htm").c_str(), &link), 0);
-    EXPECT_TRUE(S_ISLNK(link.st_mode));
+    FILE* again = FileOpenAnew(DosPath("alias.htm").c_str());
+    ASSERT_NE(again, nullptr);
+    fputs("through the link", again);
+    fclose(again);
+    EXPECT_EQ(dir.Read("sub/second.htm"), "through the link");
+    FILE* fresh = FileOpenAnew(DosPath("new.htm").c_str());
+    ASSERT_NE(fresh, nullptr);
+    fclose(fresh);
+    EXPECT_EQ(dir.Read("sub/new.htm"), "");
+    EXPECT_EQ(FileOpenAnew(DosPath("missing/page.htm").c_str()), nullptr);
+    EXPECT_EQ(FileOpenAnew(DosPath("").c_str()), nullptr) << "a directory";
 }
 
 // ---- Opening denying write ----
