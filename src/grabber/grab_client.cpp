@@ -104,7 +104,9 @@ void HeaderDone(HWND window, Channel& c, const char* rest, int restLength) {
         if (f.ContentType[0] != '\0') Print(window, "\nContent-Type: %s", f.ContentType);
         Print(window, "\n");
     }
-    c.RxLogFile = FileOpen(ClientOutputFile, "w+b");
+    // The body is written over what the document's file holds (usually nothing by now): a
+    // file emptied again would be forced out to the disk when the body is closed.
+    c.RxLogFile = FileOpenAnew(ClientOutputFile);
     if (c.RxLogFile && restLength > 0) fwrite(rest, 1, (size_t)restLength, c.RxLogFile);
 }
 
