@@ -111,10 +111,13 @@ SOCKET Connect(HWND window, int ch, const SOCKADDR_IN& address) {
     return s;
 }
 
-void OpenLogFile(Channel& c, bool onDisk) {
+// A grab's document file already holds a stand-in page: it is written over (and cut when
+// closed) rather than emptied now, since ext4 forces a file emptied and written again out to
+// the disk at its close.
+void OpenLogFile(Channel& c, bool onDisk, bool grab) {
     c.RxLogFile = nullptr;
     if (Settings.Client.ClientLogFile == 0 || onDisk) return;
-    c.RxLogFile = FileOpen(ClientOutputFile, "w+b");
+    c.RxLogFile = grab ? FileOpenAnew(ClientOutputFile) : FileOpen(ClientOutputFile, "w+b");
     if (!c.RxLogFile) Print(MainWindow, "OpenClient, Unable to create file %s\n", ClientOutputFile);
 }
 
@@ -184,8 +187,8 @@ int OpenClient(HWND window, const char* host, int protocol, uint16_t port) {
     }
     PrepareSlot(c, s);
     if (ClientOpen == 0) return ch;
-    OpenLogFile(c, onDisk);
     int16_t openedFor = ClientOpen;
+    OpenLogFile(c, onDisk, openedFor == 2);
     if (ClientOpen == 1) {
         EnableMenuItem(GetMenu(window), IDM_SERVER, MF_GRAYED);
         EnableMenuItem(GetMenu(window), IDM_URL, MF_GRAYED);
