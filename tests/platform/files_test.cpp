@@ -129,6 +129,50 @@ TEST_F(FilesTest, OpenAnewReadsAndEndsAsAnEmptiedFileAndCutsTheOldTail) {
     EXPECT_EQ(FileOpenAnew(DosPath("").c_str()), nullptr) << "a directory";
 }
 
+// The same steps on a stream over a long old file and on a file fopen empties: every answer
+// and the final bytes agree.
+TEST_F(FilesTest, OpenAnewAnswersAsFopenDoesOverLongRunsAndSeeks) {
+    dir.Write("sub/anew.bin", std::string(300000, 'o'));
+    FILE* anew = FileOpenAnew(DosPath("anew.bin").c_str());
+    FILE* plain = fopen(dir.File("sub/plain.bin").c_str(), "w+b");
+    ASSERT_NE(anew, nullptr);
+    ASSERT_NE(plain, nullptr);
+    struct Step {
+        char op;  // 'w' writes `size` bytes of `fill`, 's' seeks, 'r' reads `size` bytes
+        long size;
+        int whence;
+        char fill;
+    };
+    const Step steps[] = {
+        {'w', 70000, 0, 'a'},      {'s', -5, SEEK_CUR, 0},      {'w', 3, 0, 'b'},       {'s', 10, SEEK_SET, 0},
+        {'w', 20, 0, 'c'},         {'s', 0, SEEK_END, 0},       {'w', 150000, 0, 'd'},  {'s', -200000, SEEK_END, 0},
+        {'r', 100, 0, 0},          {'s', 0, SEEK_CUR, 0},       {'w', 7, 0, 'e'},       {'s', 100, SEEK_END, 0},
+        {'r', 10, 0, 0},           {'s', 0, SEEK_CUR, 0},       {'w', 1, 0, 'f'},          {'s', 65530, SEEK_SET, 0},   {'w', 12, 0, 'g'},      {'s', 999, SEEK_SET, 0},
+        {'w', 1, 0, 'p'},          {'s', 998, SEEK_SET, 0},     {'w', 1, 0, 'q'},       {'s', 0, SEEK_SET, 0},
+        {'r', 400000, 0, 0},       {'s', 5, SEEK_SET, 0},       {'w', 2, 0, 'h'},
+    };
+    for (const Step& step : steps) {
+        std::string label = std::string(1, step.op) + " " + std::to_string(step.size);
+        if (step.op == 'w') {
+            std::string bytes((size_t)step.size, step.fill);
+            EXPECT_EQ(fwrite(bytes.data(), 1, bytes.size(), anew), fwrite(bytes.data(), 1, bytes.size(), plain))
+                << label;
+        } else if (step.op == 's') {
+            EXPECT_EQ(fseek(anew, step.size, step.whence), fseek(plain, step.size, step.whence)) << label;
+        } else {
+            std::string a((size_t)step.size, '\0'), b((size_t)step.size, '\0');
+            EXPECT_EQ(fread(&a[0], 1, a.size(), anew), fread(&b[0], 1, b.size(), plain)) << label;
+            EXPECT_TRUE(a == b) << label;
+        }
+        EXPECT_EQ(ftell(anew), ftell(plain)) << label;
+    }
+    EXPECT_EQ(fclose(anew), 0);
+    fclose(plain);
+    std::string written = dir.Read("sub/anew.bin"), expected = dir.Read("sub/plain.bin");
+    EXPECT_EQ(written.size(), expected.size());
+    EXPECT_TRUE(written == expected);
+}
+
 // ---- Opening denying write ----
 
 // Another process that holds a file open (with the given open flags) until released; it ends
