@@ -56,15 +56,18 @@ int16_t FindTag(Scan& scan, const TagTable& table, int16_t keepCase, int16_t kee
     char candidate[kCandidateSize];
     int n = 0;
     for (int byte; (byte = scan.Next()) != EOF;) {
-        int c = Significant(byte, keepCase, keepBlanks);
-        if (c < 0) continue;
         if (n == 0) {
-            if (c == '<') {
+            // Between candidates only '<' counts, and the simplification leaves it as it is.
+            if (byte == '<') {
                 scan.consumed = 1;
                 candidate[0] = '<';
                 n = 1;
             }
-        } else if (c == ' ') {
+            continue;
+        }
+        int c = Significant(byte, keepCase, keepBlanks);
+        if (c < 0) continue;
+        if (c == ' ') {
             candidate[n++] = ' ';
             candidate[n] = '\0';
             for (int16_t i = 0; i < table.Count; ++i) {
