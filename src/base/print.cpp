@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/app.h"
+#include "base/format.h"
 #include "platform/frontend.h"
 #include "platform/messages.h"
 #include "platform/ui.h"
@@ -15,7 +16,7 @@ constexpr int kFormatBuffer = 1000;
 
 // Formats into buffer, cut at 999 characters; returns the formatted length.
 int Format(char (&buffer)[kFormatBuffer], const char* format, va_list args) {
-    int length = vsnprintf(buffer, sizeof buffer, format, args);
+    int length = FormatText(buffer, sizeof buffer, format, args);
     if (length < 0) {
         buffer[0] = '\0';
         return 0;

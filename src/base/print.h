@@ -12,11 +12,11 @@
 // the formatted length.
 int16_t Print(HWND window, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// Replaces the whole text of dialog item base + offset with the formatted text.
 // The file that receives a copy of everything printed (the server log while the server keeps
 // one), or null for none. Its owner opens and closes it.
 void SetPrintLog(FILE* file);
 
+// Replaces the whole text of dialog item base + offset with the formatted text.
 int16_t DlgPrintf(HWND dialog, int base, int offset, const char* format, ...) __attribute__((format(printf, 4, 5)));
 
 // Scans the text of dialog item base + offset (at most 999 characters) with format into out.

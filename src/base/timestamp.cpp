@@ -32,6 +32,21 @@ RegionalFormat ReadRegionalFormat() {
     return format;
 }
 
+// The format read again only when the regional settings may have changed: a server stamps
+// every login and logout, and six look-ups for each cost more than the stamp.
+const RegionalFormat& CurrentRegionalFormat() {
+    static RegionalFormat format;
+    static unsigned long long readAt = 0;
+    static bool read = false;
+    unsigned long long version = platform::RegionalSettingsVersion();
+    if (!read || version != readAt) {
+        format = ReadRegionalFormat();
+        readAt = version;
+        read = true;
+    }
+    return format;
+}
+
 int FormatDate(const tm& local, const RegionalFormat& format, char* out, size_t size) {
     int day = local.tm_mday, month = local.tm_mon + 1, year = (local.tm_year + 1900) % 100;
     int first = month, second = day, third = year;
@@ -89,7 +104,7 @@ int16_t TimeStamp(time_t time, char* out) {
     out[0] = '\0';
     tm local;
     if (!localtime_r(&time, &local)) return 0;
-    RegionalFormat format = ReadRegionalFormat();
+    const RegionalFormat& format = CurrentRegionalFormat();
     // A server stamps every login and logout, mostly within the same second: the text of the
     // last stamp is kept with what it was made from.
     static StampSource last;

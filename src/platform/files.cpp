@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <string_view>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,10 +19,10 @@ bool HasDrivePrefix(const std::string& path) {
 
 // DOS ignores trailing dots of a directory name: "korvel." names the directory "korvel".
 // "." and ".." keep theirs, and so does the last component ("01readme." is a file name).
-std::string StripDirectoryDots(const std::string& component) {
+std::string_view StripDirectoryDots(std::string_view component) {
     if (component == "." || component == "..") return component;
     size_t end = component.find_last_not_of('.');
-    return end == std::string::npos ? std::string() : component.substr(0, end + 1);
+    return end == std::string_view::npos ? std::string_view() : component.substr(0, end + 1);
 }
 
 // Text and binary modes are the same here.
@@ -139,13 +140,17 @@ std::string HostPath(const char* path) {
     }
     if (HasDrivePrefix(text)) text.erase(0, 2);
 
+    std::string_view view = text;
     std::string host;
+    host.reserve(text.size());
     size_t start = 0;
-    for (size_t slash = text.find('/'); slash != std::string::npos; slash = text.find('/', start)) {
-        host += StripDirectoryDots(text.substr(start, slash - start)) + '/';
+    for (size_t slash = view.find('/'); slash != std::string_view::npos; slash = view.find('/', start)) {
+        host.append(StripDirectoryDots(view.substr(start, slash - start)));
+        host += '/';
         start = slash + 1;
     }
-    return host + text.substr(start);
+    host.append(view.substr(start));
+    return host;
 }
 
 

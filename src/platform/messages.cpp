@@ -58,25 +58,40 @@ std::string Lower(const char* text) {
     return s;
 }
 
+// What one poll is built from. The loop polls several times for every request a server
+// answers, so the vectors keep their storage from one poll to the next; a poll started while
+// another is handling its events (a source that dispatches) gets storage of its own.
+struct PollRound {
+    std::vector<pollfd> fds;
+    std::vector<size_t> starts;                    // where each source's descriptors begin
+    std::vector<platform::EventSource*> polled;    // the sources, as they were when polled
+};
+
+PollRound spareRound;
+
 // Polls every event source once; blocks at most timeoutMs (-1: until something happens).
 void PollSources(int timeoutMs) {
-    std::vector<pollfd> fds;
-    std::vector<size_t> starts;
-    for (auto* source : sources) {
-        starts.push_back(fds.size());
-        source->AddDescriptors(fds);
+    PollRound round;
+    std::swap(round, spareRound);
+    round.fds.clear();
+    round.starts.clear();
+    round.polled.assign(sources.begin(), sources.end());
+    for (auto* source : round.polled) {
+        round.starts.push_back(round.fds.size());
+        source->AddDescriptors(round.fds);
     }
-    starts.push_back(fds.size());
-    int ready = poll(fds.data(), fds.size(), timeoutMs);
-    if (ready < 0 && errno != EINTR) return;
-    // A source may remove itself while handling; iterate over a copy.
-    auto current = sources;
-    for (size_t i = 0; i < current.size(); ++i) {
-        size_t begin = starts[i], end = starts[i + 1];
-        if (std::find(sources.begin(), sources.end(), current[i]) == sources.end()) continue;
-        current[i]->HandleEvents(fds.data() + begin, end - begin);
+    round.starts.push_back(round.fds.size());
+    int ready = poll(round.fds.data(), round.fds.size(), timeoutMs);
+    if (ready >= 0 || errno == EINTR) {
+        // A source may remove itself while handling; the round's own list is walked.
+        for (size_t i = 0; i < round.polled.size(); ++i) {
+            size_t begin = round.starts[i], end = round.starts[i + 1];
+            if (std::find(sources.begin(), sources.end(), round.polled[i]) == sources.end()) continue;
+            round.polled[i]->HandleEvents(round.fds.data() + begin, end - begin);
+        }
+        messagesSincePoll = 0;
     }
-    messagesSincePoll = 0;
+    std::swap(round, spareRound);
 }
 
 int64_t NextTimerDue() {

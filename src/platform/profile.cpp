@@ -61,6 +61,13 @@ struct CachedProfile {
 };
 
 std::map<std::string, CachedProfile> profileCache;
+// Counts the changes of what the cache holds, so that a reader of a few keys can keep what it
+// made of them until the count moves.
+unsigned long long cacheChanges = 0;
+
+void Forget(const std::string& host) {
+    if (profileCache.erase(host) > 0) ++cacheChanges;
+}
 
 const size_t kNone = (size_t)-1;
 const char* const kBlanks = " \t";
@@ -161,6 +168,7 @@ const std::string* IndexedValue(const std::vector<IndexedSection>& sections, con
 CachedProfile& Remember(const std::string& host, const FileIdentity& identity, ProfileLines lines,
                         unsigned long long checkedIn) {
     CachedProfile& entry = profileCache[host];
+    ++cacheChanges;
     entry.identity = identity;
     entry.lines = std::move(lines);
     entry.sections = IndexSections(entry.lines);
@@ -225,7 +233,7 @@ const CachedProfile* LoadProfile(const std::string& host) {
     if (message != 0 && cached != profileCache.end() && cached->second.checkedIn == message) return &cached->second;
     FileIdentity identity;
     if (!CurrentIdentity(host, &identity)) {
-        profileCache.erase(host);
+        Forget(host);
         return nullptr;
     }
     if (cached != profileCache.end() && cached->second.identity == identity) {
@@ -234,14 +242,14 @@ const CachedProfile* LoadProfile(const std::string& host) {
     }
     std::string content;
     if (!ReadWholeFile(host, &content)) {
-        profileCache.erase(host);
+        Forget(host);
         return nullptr;
     }
     return &Remember(host, identity, SplitLines(content), message);
 }
 
 bool SaveProfile(const std::string& host, const ProfileLines& lines) {
-    profileCache.erase(host);
+    Forget(host);
     FILE* file = fopen(host.c_str(), "wbe");
     if (!file) return false;
     for (const ProfileLine& line : lines) {
@@ -366,4 +374,12 @@ BOOL WritePrivateProfileStringA(const char* section, const char* key, const char
     return SaveProfile(host, lines);
 }
 
-void platform::FlushProfileCache() { profileCache.clear(); }
+void platform::FlushProfileCache() {
+    profileCache.clear();
+    ++cacheChanges;
+}
+
+unsigned long long platform::ProfileVersion(const char* file) {
+    LoadProfile(HostPathOf(file));
+    return cacheChanges;
+}

@@ -30,6 +30,12 @@ namespace platform {
 void SetRegionalSettingsFile(const char* path);
 // Forgets cached file contents (tests that rewrite a file within one second use it).
 void FlushProfileCache();
+// A number that stays the same while `file` reads the same (its identity looked at as for a
+// read of a key); it may move for other reasons too.
+unsigned long long ProfileVersion(const char* file);
+// The same for the regional settings: the [intl] section of their file and the locale of the
+// environment.
+unsigned long long RegionalSettingsVersion();
 
 // The value of a key after the reading rules (blanks and one pair of quotes removed); false
 // when the file, the section or the key is missing.

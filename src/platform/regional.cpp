@@ -14,6 +14,10 @@ namespace {
 
 const char* const kDefaultRegionalFile = ".\\korvel.ini";
 std::string regionalFile = kDefaultRegionalFile;
+// Counts the changes of the file's name and of the environment's locale name; with the file's
+// own version it makes the regional settings' version (each count only grows).
+unsigned long long regionalSwitches = 0;
+std::string lastLocaleName;
 
 bool IsIntl(const char* section) { return section && strcasecmp(section, "intl") == 0; }
 
@@ -188,4 +192,16 @@ UINT GetProfileIntA(const char* section, const char* key, int defaultValue) {
     return (UINT)defaultValue;
 }
 
-void platform::SetRegionalSettingsFile(const char* path) { regionalFile = path ? path : kDefaultRegionalFile; }
+void platform::SetRegionalSettingsFile(const char* path) {
+    regionalFile = path ? path : kDefaultRegionalFile;
+    ++regionalSwitches;
+}
+
+unsigned long long platform::RegionalSettingsVersion() {
+    const char* name = TimeLocaleName();
+    if (lastLocaleName != (name ? name : "")) {
+        lastLocaleName = name ? name : "";
+        ++regionalSwitches;
+    }
+    return ProfileVersion(regionalFile.c_str()) + regionalSwitches;
+}

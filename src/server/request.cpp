@@ -30,7 +30,7 @@ constexpr size_t kProxyPrefixLength = 16;
 
 template <size_t N>
 void Copy(char (&out)[N], const std::string& text) {
-    snprintf(out, N, "%s", text.c_str());
+    CopyText(out, text.c_str());
 }
 
 // The command text of the line: the line itself, or the Extended Cmd read back from its file.
@@ -38,7 +38,7 @@ ChannelStatus CommandText(HWND window, int ch, char (&command)[kCommandSize], bo
     Channel& c = Channels[ch];
     extended = false;
     if (!c.ExtCmdOpen) {
-        snprintf(command, sizeof command, "%s", c.Line);
+        CopyText(command, c.Line);
         return ChannelStatus::GoOn;
     }
     Print(window, "Extended Command received\n");

@@ -84,6 +84,24 @@ void PutOne(HWND window, int c, bool drawn) {
     }
 }
 
+// The characters PutOne gives a meaning of their own; every other byte is stored as it is.
+bool IsPlain(unsigned char c) { return c != 1 && c != 8 && c != 9 && c != 10 && c != 13 && c != 27; }
+
+// A server prints a few lines for every request. Where nothing is drawn, the plain characters
+// up to the end of the caret's row are stored at once, as PutOne would store them one by one.
+// Returns how many were stored (0 when the text starts with a character of its own).
+size_t StoreUndrawnRun(HWND window, const char* text, size_t length) {
+    int column = Console.caretColumn;
+    size_t room = column >= 0 && column < kConsoleColumns ? (size_t)(kConsoleColumns - column) : 0;
+    size_t run = 0;
+    while (run < length && run < room && IsPlain((unsigned char)text[run])) ++run;
+    if (run == 0) return 0;
+    if (Console.cells) memcpy(Cell(Console.caretRow, Console.caretColumn), text, run);
+    Console.caretColumn = (int16_t)(Console.caretColumn + run);
+    if (Console.caretColumn >= kConsoleColumns) NewLine(window);
+    return run;
+}
+
 }  // namespace
 
 void ConsoleAllocate(HWND window) {
@@ -111,7 +129,11 @@ void ConsolePutChar(HWND window, int c, int repeat) {
 void ConsolePutText(HWND window, const char* text, size_t length) {
     if (length == 0) return;
     bool drawn = Drawn();
-    for (size_t i = 0; i < length; ++i) PutOne(window, (unsigned char)text[i], drawn);
+    for (size_t i = 0; i < length;) {
+        size_t stored = drawn ? 0 : StoreUndrawnRun(window, text + i, length - i);
+        if (stored == 0) PutOne(window, (unsigned char)text[i++], drawn);
+        i += stored;
+    }
     PlaceCaret(window);
 }
 

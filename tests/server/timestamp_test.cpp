@@ -1,5 +1,6 @@
 #include "base/timestamp.h"
 
+#include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -89,6 +90,22 @@ TEST_F(TimeStampTest, TheRegionalSettingsShapeTheStamp) {
         Intl(row.intl);
         EXPECT_EQ(Stamp(row.time), row.stamp) << row.intl << " at " << row.time;
     }
+}
+
+// The format is kept between stamps, but never past a change: an edit of the file (here of
+// another size, so that it shows within one tick of the file system's clock), another file,
+// or the file's removal.
+TEST_F(TimeStampTest, TheNextStampFollowsAnyChangeOfTheRegionalSettings) {
+    dir.Write("korvel.ini", "[intl]\niTime=1\n");
+    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 - 14:05:09  ");
+    dir.Write("korvel.ini", "[intl]\niTime=1\nsTime=.\n");
+    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 - 14.05.09  ");
+    TempDir other;
+    other.Write("korvel.ini", "[intl]\niDate=1\n");
+    platform::SetRegionalSettingsFile((other.path() + "\\korvel.ini").c_str());
+    EXPECT_EQ(Stamp(kAfternoon), " Mon  16/11/26 -   2:05:09 PM  ");
+    std::remove(other.File("korvel.ini").c_str());
+    EXPECT_EQ(Stamp(kAfternoon), " Mon  11/16/26 -   2:05:09 PM  ");
 }
 
 }  // namespace

@@ -49,6 +49,30 @@ TEST_F(ConsoleTest, ControlCharacters) {
     }
 }
 
+// Without a window to draw in, plain text is stored a row's piece at a time; what it leaves
+// must be what the character-by-character way leaves while drawing.
+TEST_F(ConsoleTest, TextStoredWithoutDrawingIsTheTextStoredWhileDrawing) {
+    std::string wide(300, 'w');
+    for (size_t i = 0; i < wide.size(); i += 37) wide[i] = (char)('A' + i % 26);
+    const std::string texts[] = {
+        wide,
+        std::string(119, 'x') + "\tafter the tab",
+        std::string(118, 'y') + "\r\nz" + std::string(125, 'q') + "\n",
+        "ab\x01" "c\bd\x1b" + std::string("e\0f", 3) + wide + "\b\b\b",
+        std::string(240, 'r'),
+    };
+    auto stored = [&](const std::string& text, bool drawn) {
+        SetUp();
+        frontEnd.drawsWindows = drawn;
+        ConsolePutText(MainWindow, "prefix ", 7);
+        ConsolePutText(MainWindow, text.data(), text.size());
+        std::string rows;
+        for (int row = 170; row < kConsoleRows; ++row) rows += Row(row) + "|";
+        return rows + std::to_string(Console.caretRow) + "," + std::to_string(Console.caretColumn);
+    };
+    for (const std::string& text : texts) EXPECT_EQ(stored(text, false), stored(text, true)) << text;
+}
+
 TEST_F(ConsoleTest, ANewLineOnTheLastRowScrollsTheWholeScreenUp) {
     for (int i = 0; i < 230; ++i) Print(MainWindow, "L%03d\n", i);
     EXPECT_EQ(Console.caretRow, 199);

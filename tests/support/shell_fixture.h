@@ -30,6 +30,7 @@ public:
         draws.push_back({x, y, std::string(text, (size_t)count)});
     }
     void ShowHelp(const char* file) override { help.push_back(file); }
+    bool DrawsWindows() const override { return drawsWindows; }
 
     struct Draw {
         int x, y;
@@ -40,6 +41,7 @@ public:
     std::vector<Draw> draws;
     std::vector<std::string> help;
     int width = 120, height = 25;
+    bool drawsWindows = true;  // false: as headless, the console stores without drawing
 };
 
 class ShellTest : public ::testing::Test {
