@@ -152,7 +152,6 @@ int SetLinger(int fd, bool on, int seconds) {
 
 int SetNoDelay(int fd, bool on) { return SetFlagOption(fd, IPPROTO_TCP, TCP_NODELAY, on); }
 
-int SetCork(int fd, bool on) { return SetFlagOption(fd, IPPROTO_TCP, TCP_CORK, on); }
 
 int LookUpHost(const char* host, uint32_t* addresses, int max, char* name, size_t nameSize) {
     addrinfo hints;

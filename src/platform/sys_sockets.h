@@ -67,8 +67,6 @@ int TakePendingError(int fd, int* error);
 int SetReuseAddress(int fd, bool on);
 int SetLinger(int fd, bool on, int seconds);
 int SetNoDelay(int fd, bool on);
-// While corked, a TCP socket gathers what is sent into full segments; uncorking sends the rest.
-int SetCork(int fd, bool on);
 
 // The IPv4 addresses of a host (at most max of them) and its canonical name, cut to
 // nameSize - 1 bytes. Returns the number of addresses, or -1 when the name does not resolve.

@@ -23,6 +23,7 @@
 
 #include "platform/event_source.h"
 #include "platform/messages.h"
+#include "platform/send_gather.h"
 #include "platform/sys_sockets.h"
 
 namespace {
@@ -41,15 +42,17 @@ struct SocketRecord {
     UINT message = 0;
     long mask = 0;
     long armed = FD_READ | FD_ACCEPT | FD_CLOSE;  // FD_CLOSE is never armed again once posted
-    bool holding = false;     // corked: sends of the current message are gathered
+    platform::SendGather gathered;  // sent by the program, not yet taken by the system
+    bool listed = false;            // in gatheringSockets
+    bool gatherFailed = false;      // the system refused gathered bytes: sends go straight
     std::vector<char> ahead;  // stream input read from the system, not yet taken (see ReadAhead)
     size_t aheadTaken = 0;
     bool resetAtClose = false;  // lingers for 0 seconds: closing resets and drops unsent data
 };
 
 std::map<int, SocketRecord> sockets;
-// Connected stream sockets that sent during the current message (see HoldSends).
-std::vector<int> holdingSockets;
+// Stream sockets that gathered sends during the current message (see GatherSend).
+std::vector<int> gatheringSockets;
 int lastError = 0;
 int startups = 0;
 
@@ -155,6 +158,22 @@ size_t IpHeaderLength(const unsigned char* packet, size_t size) {
 
 size_t ReadAhead(const SocketRecord& r) { return r.ahead.size() - r.aheadTaken; }
 
+// The program reads streams in pieces of 200 bytes, each after asking how much is waiting.
+// So a stream is read from the system up to kReadAhead bytes at a time, and the pieces (and
+// the questions) are answered from that.
+constexpr size_t kReadAhead = 16384;
+
+// Reads what the system holds into the (empty) read-ahead; returns what the system answered.
+long FillReadAhead(int fd, SocketRecord& r) {
+    static char scratch[kReadAhead];
+    long received = sys::Receive(fd, scratch, kReadAhead, 0);
+    if (received > 0) {
+        r.ahead.assign(scratch, scratch + received);
+        r.aheadTaken = 0;
+    }
+    return received;
+}
+
 // A stream's waiting input: what was read ahead, or else what the system holds. While input
 // is read ahead, more may be waiting in the system; it is counted once the read-ahead is
 // taken, as if it had arrived a moment later.
@@ -172,31 +191,53 @@ int BytesWaiting(int fd, const SocketRecord& r) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Held sends.
+// Gathered sends (send_gather.h).
 
-// The program sends files in pieces of a couple of hundred bytes. Sent one by one, each piece
-// would be a segment of its own, with a wake-up of the peer for each; so a stream socket is
-// corked at its first send of a message and uncorked once the message has been handled.
-// The bytes and their order are the same; only their packing into segments changes.
-void HoldSends(int fd, SocketRecord& r) {
-    if (r.holding || r.kind != SocketKind::Stream) return;
-    if (sys::SetCork(fd, true) != 0) return;  // not TCP (the in-memory backend): sent at once
-    r.holding = true;
-    holdingSockets.push_back(fd);
+// The most a socket gathers; a larger send goes to the system by itself.
+constexpr size_t kGatherLimit = 16384;
+
+// Pieces are gathered while a message is handled, on a non-blocking connected stream, for
+// plain sends. They go to the system once the message has been handled (and before every
+// poll), when the socket is closed, and when the next piece would not fit; a send outside a
+// message goes straight to the system, after what is owed.
+bool Gathers(const SocketRecord& r, int flags) {
+    return r.kind == SocketKind::Stream && flags == 0 && !r.blocking && r.connected && !r.peerGone &&
+           !r.gatherFailed && platform::CurrentMessageSerial() != 0;
 }
 
-void ReleaseSends(int fd, SocketRecord& r) {
-    if (!r.holding) return;
-    r.holding = false;
-    sys::SetCork(fd, false);
+// A refusal other than a full buffer drops the gathered bytes, and the socket gathers no more:
+// later sends meet the connection's error themselves.
+void GiveGathered(int fd, SocketRecord& r) {
+    if (!r.gathered.Owes()) return;
+    if (r.gathered.GiveTo(fd) != platform::SendGather::Given::Failed) return;
+    if (errno == ECONNRESET) r.closeError = WSAECONNRESET;
+    r.gatherFailed = true;
 }
 
-void ReleaseHeldSends() {
-    for (int fd : holdingSockets) {
+void GiveAllGathered() {
+    for (int fd : gatheringSockets) {
         auto it = sockets.find(fd);
-        if (it != sockets.end()) ReleaseSends(fd, it->second);
+        if (it == sockets.end()) continue;
+        it->second.listed = false;
+        GiveGathered(fd, it->second);
     }
-    holdingSockets.clear();
+    gatheringSockets.clear();
+}
+
+// Bytes still owed go first: while the system does not take them, a send would block.
+bool OwesAfterGiving(int fd, SocketRecord& r) {
+    GiveGathered(fd, r);
+    if (!r.gathered.Owes()) return false;
+    r.armed |= FD_WRITE;
+    return true;
+}
+
+void Gather(int fd, SocketRecord& r, const char* buffer, int length) {
+    r.gathered.Add(buffer, (size_t)length);
+    if (!r.listed) {
+        r.listed = true;
+        gatheringSockets.push_back(fd);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -215,11 +256,11 @@ void Post(int fd, SocketRecord& r, long event, int error) {
 }
 
 short Interest(int fd, const SocketRecord& r) {
-    if (r.mask == 0) return 0;
+    if (r.mask == 0) return r.gathered.Owes() ? POLLOUT : 0;
     if (r.listening) return Wants(r, FD_ACCEPT) ? POLLIN : 0;
     if (r.connecting) return POLLOUT;
     if (!r.connected) return 0;
-    short events = Wants(r, FD_WRITE) ? POLLOUT : 0;
+    short events = Wants(r, FD_WRITE) || r.gathered.Owes() ? POLLOUT : 0;
     if (r.kind != SocketKind::Stream) return events | (Wants(r, FD_READ) ? POLLIN : 0);
     if (!r.peerGone) {
         if (Wants(r, FD_READ)) events |= POLLIN;
@@ -251,19 +292,31 @@ void NotePeerGone(int fd, SocketRecord& r) {
     if (sys::TakePendingError(fd, &error) == 0 && error != 0) r.closeError = WinsockError(error);
 }
 
+// A readable stream is read at once: the program asks how much is waiting, then reads it,
+// and both are answered from the read-ahead. An error met there ends the connection as the
+// next poll would have reported it.
+int ReadyInput(int fd, SocketRecord& r) {
+    if (ReadAhead(r) == 0 && FillReadAhead(fd, r) < 0 && errno != EAGAIN && errno != EWOULDBLOCK &&
+        errno != EINTR) {
+        r.peerGone = true;
+        r.closeError = WinsockError(errno);
+    }
+    return (int)ReadAhead(r);
+}
+
 void Dispatch(int fd, SocketRecord& r, short revents) {
     if (r.listening) {
         if (revents & POLLIN) Post(fd, r, FD_ACCEPT, 0);
         return;
     }
     if (r.connecting) return FinishConnect(fd, r);
-    if (revents & POLLOUT) Post(fd, r, FD_WRITE, 0);
+    if ((revents & POLLOUT) && !r.gathered.Owes()) Post(fd, r, FD_WRITE, 0);
     if (r.kind != SocketKind::Stream) {
         if (revents & (POLLIN | POLLERR)) Post(fd, r, FD_READ, 0);
         return;
     }
     if (revents & (POLLERR | POLLHUP | POLLRDHUP)) NotePeerGone(fd, r);
-    int waiting = BytesWaiting(fd, r);
+    int waiting = (revents & POLLIN) ? ReadyInput(fd, r) : BytesWaiting(fd, r);
     if ((revents & POLLIN) && waiting > 0) Post(fd, r, FD_READ, 0);
     // A reset ends the connection at once; a graceful close only once its data was read.
     if (r.peerGone && (r.closeError != 0 || waiting == 0)) Post(fd, r, FD_CLOSE, r.closeError);
@@ -272,7 +325,7 @@ void Dispatch(int fd, SocketRecord& r, short revents) {
 class SocketEvents : public platform::EventSource {
 public:
     void AddDescriptors(std::vector<pollfd>& fds) override {
-        ReleaseHeldSends();
+        GiveAllGathered();
         for (const auto& entry : sockets) {
             short events = Interest(entry.first, entry.second);
             if (events) fds.push_back(pollfd{entry.first, events, 0});
@@ -283,7 +336,9 @@ public:
         for (size_t i = 0; i < count; ++i) {
             if (fds[i].revents == 0) continue;
             auto it = sockets.find(fds[i].fd);
-            if (it != sockets.end() && it->second.mask != 0) Dispatch(it->first, it->second, fds[i].revents);
+            if (it == sockets.end()) continue;
+            if (fds[i].revents & (POLLOUT | POLLERR | POLLHUP)) GiveGathered(it->first, it->second);
+            if (it->second.mask != 0) Dispatch(it->first, it->second, fds[i].revents);
         }
         // Input read ahead is readable whatever the system says.
         for (auto& entry : sockets)
@@ -296,18 +351,13 @@ public:
         return -1;
     }
 
-    void AfterDispatch() override { ReleaseHeldSends(); }
+    void AfterDispatch() override { GiveAllGathered(); }
 };
 
 SocketEvents socketEvents;
 
 // ---------------------------------------------------------------------------------------------
 // Transfers.
-
-// The program reads streams in pieces of 200 bytes, each after asking how much is waiting.
-// So a stream is read from the system up to kReadAhead bytes at a time, and the pieces (and
-// the questions) are answered from that.
-constexpr size_t kReadAhead = 16384;
 
 int TakeReadAhead(SocketRecord& r, char* buffer, int length, bool peek) {
     size_t count = std::min(ReadAhead(r), (size_t)length);
@@ -328,11 +378,8 @@ int ReceiveStream(int fd, SocketRecord& r, char* buffer, int length, int flags) 
         long received = sys::Receive(fd, buffer, (size_t)length, flags);
         return received >= 0 ? (int)received : FailTransfer(r, false);
     }
-    static char scratch[kReadAhead];
-    long received = sys::Receive(fd, scratch, kReadAhead, 0);
+    long received = FillReadAhead(fd, r);
     if (received <= 0) return received == 0 ? 0 : FailTransfer(r, false);
-    r.ahead.assign(scratch, scratch + received);
-    r.aheadTaken = 0;
     return TakeReadAhead(r, buffer, length, flags == sys::kPeek);
 }
 
@@ -354,7 +401,12 @@ int ReceiveDatagram(int fd, SocketRecord& r, char* buffer, int length, int flags
 }
 
 int SendTo(int fd, SocketRecord& r, const char* buffer, int length, int flags, const SOCKADDR_IN* to) {
-    if (!to) HoldSends(fd, r);
+    if (!to && Gathers(r, flags) && (size_t)length <= kGatherLimit) {
+        if (r.gathered.Owed() + (size_t)length > kGatherLimit && OwesAfterGiving(fd, r)) return Fail(WSAEWOULDBLOCK);
+        Gather(fd, r, buffer, length);
+        return length;
+    }
+    if (!to && OwesAfterGiving(fd, r)) return Fail(WSAEWOULDBLOCK);
     long sent = to ? sys::SendTo(fd, buffer, (size_t)length, flags, to->sin_addr.S_addr, to->sin_port)
                    : sys::Send(fd, buffer, (size_t)length, flags);
     return sent >= 0 ? (int)sent : FailTransfer(r, true);
@@ -406,7 +458,6 @@ constexpr OptionRule kOptions[] = {
 // Names.
 
 constexpr int kMaxHostAddresses = 16;
-constexpr size_t kDiscardAtClose = 256 * 1024;
 
 struct HostStorage {
     char name[256];
@@ -432,6 +483,7 @@ constexpr KindMapping kKinds[] = {
 void CloseAll() {
     for (const auto& entry : sockets) sys::Close(entry.first);
     sockets.clear();
+    platform::CloseLingeringNow();
 }
 
 }  // namespace
@@ -592,10 +644,15 @@ int recvfrom(SOCKET s, char* buffer, int length, int flags, SOCKADDR* from, int*
 int closesocket(SOCKET s) {
     SocketRecord* r = Find(s);
     if (!r) return Fail(WSAENOTSOCK);
-    // A graceful close sends what is held together with the end of the stream; a reset would
-    // drop it, so it is sent first.
-    if (r->resetAtClose) ReleaseSends((int)s, *r);
-    if (r->kind == SocketKind::Stream && r->connected) sys::DiscardInput((int)s, kDiscardAtClose);
+    // A graceful close gives what is gathered before the end of the stream, or hands what the
+    // system cannot take yet to a lingering close; a reset drops what is not taken.
+    GiveGathered((int)s, *r);
+    if (r->gathered.Owes() && !r->resetAtClose) {
+        platform::CloseWhenGiven((int)s, std::move(r->gathered));
+        sockets.erase((int)s);
+        return 0;
+    }
+    if (r->kind == SocketKind::Stream && r->connected) sys::DiscardInput((int)s, platform::kDiscardAtClose);
     sockets.erase((int)s);
     // The descriptor is released even when close reports an interruption.
     if (sys::Close((int)s) != 0 && errno != EINTR) return FailWithErrno();

@@ -103,6 +103,11 @@ std::string ReadExactly(int fd, size_t length, int timeoutMs) {
     return result;
 }
 
+bool EndsWithin(int fd, int timeoutMs) {
+    char byte;
+    return WaitReadable(fd, timeoutMs) && recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
 void Close(int fd) {
     if (fd >= 0) close(fd);
 }

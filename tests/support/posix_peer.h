@@ -30,6 +30,8 @@ bool Write(int fd, const std::string& data);
 std::string ReadAvailable(int fd, size_t maxBytes = 1 << 20);
 // Reads until length bytes came or timeoutMs passed.
 std::string ReadExactly(int fd, size_t length, int timeoutMs);
+// True when the stream ends (nothing more to read, and the peer closed) within timeoutMs.
+bool EndsWithin(int fd, int timeoutMs);
 void Close(int fd);
 // Closes with a zero linger, so the other side gets a reset.
 void Reset(int fd);
