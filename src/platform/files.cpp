@@ -166,6 +166,15 @@ FILE* FileOpen(const char* path, const char* mode) {
     return file;
 }
 
+bool FileOpensForReading(const char* path) {
+    int fd = open(HostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool directory = IsDirectory(fd);
+    close(fd);
+    if (directory) errno = EISDIR;
+    return !directory;
+}
+
 FILE* FileOpenAnew(const char* path) {
     int fd = open(HostPath(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0) return nullptr;

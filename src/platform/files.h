@@ -24,6 +24,10 @@ std::string HostPath(const char* path);
 // modes are the same on POSIX).
 FILE* FileOpen(const char* path, const char* mode);
 
+// True when FileOpen(path, "rb") would open the file (errno as it would leave it when not),
+// found without making a stream: the server asks it of every file it is about to send.
+bool FileOpensForReading(const char* path);
+
 // FileOpen(path, "w+b") for a file that is written whole again and again (the pages a grab
 // rewrites, its work files): the stream reads, seeks and ends as a file emptied at the open,
 // but the new bytes overwrite the old ones in place and the close cuts the file to the length

@@ -27,9 +27,9 @@ void SendGather::Add(const char* data, size_t length) {
     bytes_.insert(bytes_.end(), data, data + length);
 }
 
-SendGather::Given SendGather::GiveTo(int fd) {
+SendGather::Given SendGather::GiveTo(int fd, bool closing) {
     while (Owes()) {
-        long sent = sys::Send(fd, bytes_.data() + taken_, Owed(), 0);
+        long sent = sys::Send(fd, bytes_.data() + taken_, Owed(), closing ? sys::kMore : 0);
         if (sent > 0) {
             taken_ += (size_t)sent;
             continue;

@@ -28,8 +28,9 @@ public:
     bool Owes() const { return taken_ < bytes_.size(); }
     size_t Owed() const { return bytes_.size() - taken_; }
     void Add(const char* data, size_t length);
-    // Hands the system as much as it takes without blocking.
-    Given GiveTo(int fd);
+    // Hands the system as much as it takes without blocking. Before a close, `closing` lets
+    // the last part segment wait for the end of the stream, so that both go out together.
+    Given GiveTo(int fd, bool closing = false);
 
 private:
     void Forget();

@@ -39,6 +39,7 @@ int SystemFlags(int flags) {
     if (flags & kOutOfBand) result |= MSG_OOB;
     if (flags & kPeek) result |= MSG_PEEK;
     if (flags & kDontRoute) result |= MSG_DONTROUTE;
+    if (flags & kMore) result |= MSG_MORE;
     return result;
 }
 

@@ -24,6 +24,7 @@ enum : int {
     kOutOfBand = 1 << 0,
     kPeek = 1 << 1,
     kDontRoute = 1 << 2,
+    kMore = 1 << 3,  // more follows at once: TCP keeps a part segment for it (or for the end)
 };
 
 // The calls a backend provides.

@@ -207,9 +207,9 @@ bool Gathers(const SocketRecord& r, int flags) {
 
 // A refusal other than a full buffer drops the gathered bytes, and the socket gathers no more:
 // later sends meet the connection's error themselves.
-void GiveGathered(int fd, SocketRecord& r) {
+void GiveGathered(int fd, SocketRecord& r, bool closing = false) {
     if (!r.gathered.Owes()) return;
-    if (r.gathered.GiveTo(fd) != platform::SendGather::Given::Failed) return;
+    if (r.gathered.GiveTo(fd, closing) != platform::SendGather::Given::Failed) return;
     if (errno == ECONNRESET) r.closeError = WSAECONNRESET;
     r.gatherFailed = true;
 }
@@ -646,7 +646,7 @@ int closesocket(SOCKET s) {
     if (!r) return Fail(WSAENOTSOCK);
     // A graceful close gives what is gathered before the end of the stream, or hands what the
     // system cannot take yet to a lingering close; a reset drops what is not taken.
-    GiveGathered((int)s, *r);
+    GiveGathered((int)s, *r, !r->resetAtClose);
     if (r->gathered.Owes() && !r->resetAtClose) {
         platform::CloseWhenGiven((int)s, std::move(r->gathered));
         sockets.erase((int)s);

@@ -60,13 +60,6 @@ ChannelStatus CommandText(HWND window, int ch, char (&command)[kCommandSize], bo
     return ChannelStatus::GoOn;
 }
 
-bool Opens(const char* path) {
-    FILE* file = FileOpen(path, "rb");
-    if (!file) return false;
-    fclose(file);
-    return true;
-}
-
 void NotFound(HWND window, int ch) {
     char message[kPathSize + 64];
     snprintf(message, sizeof message, "HTTP/1.0 404 file requested %s was not found\n", Channels[ch].SendPath);
@@ -107,7 +100,7 @@ ChannelStatus ChooseAnswer(HWND window, int ch, const DecodedTarget& target, boo
     Channel& c = Channels[ch];
     if (!extended) {
         TargetPath(ch, target.path);
-        if (!refused && Opens(Channels[ch].SendPath)) return ChannelStatus::GoOn;
+        if (!refused && FileOpensForReading(Channels[ch].SendPath)) return ChannelStatus::GoOn;
     }
     if (extended && !target.query) {
         Print(window, "HTTP/1.0 404 Extended Cmd with no form or cgi\n");

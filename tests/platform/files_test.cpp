@@ -84,6 +84,22 @@ TEST_F(FilesTest, ExistsRemoveAndMissingFiles) {
     EXPECT_EQ(FileLength(nullptr), -1);
 }
 
+// The server's check before it sends a file answers as opening it would, errno included.
+TEST_F(FilesTest, OpensForReadingAnswersAsFopenWould) {
+    dir.Write("sub/a.txt", "abc");
+    ASSERT_EQ(mkdir(dir.File("sub/folder").c_str(), 0755), 0);
+    for (const char* name : {"a.txt", "missing.txt", "folder", "folder\\", "missing\\a.txt", "a.txt\\x"}) {
+        std::string path = DosPath(name);
+        errno = 0;
+        FILE* file = FileOpen(path.c_str(), "rb");
+        int opened = errno;
+        if (file) fclose(file);
+        errno = 0;
+        EXPECT_EQ(FileOpensForReading(path.c_str()), file != nullptr) << name;
+        EXPECT_EQ(errno, opened) << name;
+    }
+}
+
 // A file written anew replaces the old one (the old content stays with a reader that still
 // has it open), keeps its permissions, and is emptied in place when it has a second name or
 // is reached through a symbolic link, so that the other name sees the new content.
