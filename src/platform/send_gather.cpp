@@ -70,6 +70,7 @@ void FinishClose(int fd) {
 class LingeringCloses : public platform::EventSource {
 public:
     void Add(int fd, platform::SendGather owed) {
+        if (waiting_.size() >= (size_t)platform::kMostLingering) return FinishClose(fd);
         if (waiting_.empty()) platform::AddEventSource(this);
         waiting_.push_back(Lingering{fd, std::move(owed), platform::MonotonicMs() + platform::kLingerLimitMs});
     }

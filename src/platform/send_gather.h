@@ -9,7 +9,9 @@
 // A socket that the program closes while it still owes bytes is not closed yet: it stays open,
 // out of the program's sight, until the system has taken them, the peer is gone, or
 // kLingerLimitMs have passed; then it is closed as a graceful close would close it. That is
-// what the system does itself with the unsent data of a closed socket.
+// what the system does itself with the unsent data of a closed socket. Like the system under
+// pressure, it keeps at most kMostLingering of them: beyond that a socket closes at once and
+// what it owed is lost, so that peers that never read cannot take the program's descriptors.
 #pragma once
 
 #include <cstddef>
@@ -40,6 +42,7 @@ private:
 };
 
 constexpr int kLingerLimitMs = 60000;
+constexpr int kMostLingering = 64;
 // A graceful close first drops at most this much unread input (see FinishClose).
 constexpr size_t kDiscardAtClose = 256 * 1024;
 
