@@ -11,7 +11,9 @@
 //   FD_CONNECT once when a non-blocking connect ends, the error in the high word;
 //   FD_CLOSE   once when the peer closed (after its data was read) or reset the connection.
 // lParam = event in the low word, error in the high word. Raw ICMP sockets strip the IP
-// header, so a datagram read from them starts with the ICMP header.
+// header, so a datagram read from them starts with the ICMP header. A stream's sends during a
+// message reach the system when the message has been handled (send_gather.h); a send counts
+// as done when it is taken, as a send into a system buffer does.
 #pragma once
 
 #include "platform/wintypes.h"
