@@ -51,7 +51,7 @@ struct SocketRecord {
 };
 
 std::map<int, SocketRecord> sockets;
-// Stream sockets that gathered sends during the current message (see GatherSend).
+// Stream sockets that gathered sends during the current message (see Gather).
 std::vector<int> gatheringSockets;
 int lastError = 0;
 int startups = 0;
