@@ -4,6 +4,7 @@
 // until it would block, or closes with bytes the system has not taken yet.
 
 #include <string>
+#include <vector>
 
 #include "platform/send_gather.h"
 #include "platform/winsock_fixture.h"
@@ -110,6 +111,45 @@ TEST_F(WinsockGather, BytesOwedAtTheCloseStillReachThePeerThenTheEnd) {
     EXPECT_EQ(received.size(), taken);
     EXPECT_TRUE(received == text.substr(0, taken)) << "the bytes came out of order or changed";
     EXPECT_TRUE(peer::EndsWithin(fd, 1000));
+}
+
+// Peers that never read must not take the program's descriptors: past kMostLingering, a
+// socket closed with bytes owed is closed at once and its bytes are lost.
+TEST_F(WinsockGather, AtMostSoManyClosedSocketsLingerAndTheNextClosesAtOnce) {
+    const int count = platform::kMostLingering + 1;
+    std::vector<Connection> connections;
+    for (int i = 0; i < count; ++i) connections.push_back(Accepted(FD_WRITE, 4096));
+    std::string text = Pattern(4 << 20);
+    std::vector<size_t> taken(count, 0);
+    int closed = 0;
+    onMessage = [&](const SocketMessage& m) {
+        for (int i = 0; i < count; ++i) {
+            if ((SOCKET)m.wParam != connections[i].s || taken[i] != 0) continue;
+            taken[i] = SendPieces(connections[i].s, text);
+            EXPECT_EQ(closesocket(connections[i].s), 0);
+            ++closed;
+        }
+    };
+    ASSERT_TRUE(PumpUntil([&] { return closed == count; }, 10000));
+    for (int i = 0; i < count; ++i) ASSERT_LT(taken[i], text.size()) << "connection " << i << " never filled up";
+    EXPECT_EQ(platform::LingeringCount(), platform::kMostLingering);
+
+    // The last one closed got less than it was told was sent, then the end.
+    int last = count - 1;
+    std::string lastReceived = peer::ReadExactly(connections[last].fd, taken[last], 2000);
+    EXPECT_LT(lastReceived.size(), taken[last]);
+    EXPECT_TRUE(peer::EndsWithin(connections[last].fd, 1000));
+
+    // The others still get everything once their peers read.
+    std::vector<size_t> received(count, 0);
+    auto drain = [&] {
+        for (int i = 0; i < last; ++i) received[i] += peer::ReadAvailable(connections[i].fd).size();
+    };
+    EXPECT_TRUE(PumpUntil([&] { return platform::LingeringCount() == 0; }, 10000, drain));
+    for (int i = 0; i < last; ++i) {
+        received[i] += peer::ReadExactly(connections[i].fd, taken[i] - std::min(taken[i], received[i]), 2000).size();
+        EXPECT_EQ(received[i], taken[i]) << "connection " << i;
+    }
 }
 
 }  // namespace
