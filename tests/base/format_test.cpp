@@ -17,20 +17,13 @@ struct Result {
     int length;
 };
 
-Result Ours(size_t size, const char* format, ...) {
-    std::string buffer(size + 1, '#');
-    va_list args;
-    va_start(args, format);
-    int length = FormatText(size ? &buffer[0] : nullptr, size, format, args);
-    va_end(args);
-    return {buffer, length};
-}
+using Formatter = int (*)(char*, size_t, const char*, va_list);
 
-Result Theirs(size_t size, const char* format, ...) {
+Result Formatted(Formatter formatter, size_t size, const char* format, ...) {
     std::string buffer(size + 1, '#');
     va_list args;
     va_start(args, format);
-    int length = vsnprintf(size ? &buffer[0] : nullptr, size, format, args);
+    int length = formatter(size ? &buffer[0] : nullptr, size, format, args);
     va_end(args);
     return {buffer, length};
 }
@@ -39,8 +32,8 @@ Result Theirs(size_t size, const char* format, ...) {
 // enough: the bytes written and the length returned are vsnprintf's.
 #define EXPECT_AS_VSNPRINTF(format, ...)                                                  \
     for (size_t size = 0; size < 48; ++size) {                                            \
-        Result ours = Ours(size, format, __VA_ARGS__);                                    \
-        Result theirs = Theirs(size, format, __VA_ARGS__);                                \
+        Result ours = Formatted(FormatText, size, format, __VA_ARGS__);                   \
+        Result theirs = Formatted(vsnprintf, size, format, __VA_ARGS__);                  \
         EXPECT_EQ(ours.text, theirs.text) << format << " in " << size << " bytes";        \
         EXPECT_EQ(ours.length, theirs.length) << format << " in " << size << " bytes";    \
     }
