@@ -59,7 +59,11 @@ void Tab(HWND window) {
     } while (Console.caretColumn % 8 != 0);
 }
 
+// The characters PutOne gives a meaning of their own; every other byte is stored as it is.
+bool IsPlain(unsigned char c) { return c != 1 && c != 8 && c != 9 && c != 10 && c != 13 && c != 27; }
+
 void PutOne(HWND window, int c, bool drawn) {
+    if (IsPlain((unsigned char)c)) return StoreAndDraw(window, c, drawn);
     switch (c) {
         case 1:
             Console.caretColumn = 0;
@@ -79,13 +83,8 @@ void PutOne(HWND window, int c, bool drawn) {
             break;
         case 27:
             break;
-        default:
-            StoreAndDraw(window, c, drawn);
     }
 }
-
-// The characters PutOne gives a meaning of their own; every other byte is stored as it is.
-bool IsPlain(unsigned char c) { return c != 1 && c != 8 && c != 9 && c != 10 && c != 13 && c != 27; }
 
 // A server prints a few lines for every request. Where nothing is drawn, the plain characters
 // up to the end of the caret's row are stored at once, as PutOne would store them one by one.
