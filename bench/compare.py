@@ -5,9 +5,12 @@ of medians with the ratios. It measures; it asserts nothing.
     python3 bench/compare.py [--korvel build/korvel] [--runs 5] [--seconds 3] [--only server|grab]
 
 Serving (wrk, Connection: close, HTTP/1.0 answers, LeavingTimeout=0, ServerLog=0):
-  a 1 KiB file to 1 and to 24 clients, korvel beside lighttpd; a 100 KiB file to 24 clients,
-  korvel beside sendloop.cpp (a bare poll loop of 200-byte reads and 200-byte sends, the floor
-  under korvel's way of sending) and lighttpd; each server's peak resident memory afterwards.
+  a 1 KiB file to 1 and to 24 clients, korvel beside lighttpd and beside `sendloop --whole`
+  (a bare poll loop that answers with one read and one send, the floor under any poll-loop
+  server of small files); a 100 KiB file to 24 clients, korvel beside sendloop.cpp (a bare
+  poll loop of 200-byte reads and 200-byte sends, the floor under korvel's way of sending) and
+  lighttpd; each server's peak resident memory afterwards. A second table puts the floors
+  beside lighttpd.
 Grabbing (two levels, served by python3 -m http.server):
   a generated site of 200 pages with an image each, and the valgrind HTML manual of Debian's
   valgrind package when it is installed; korvel -o 2 beside wget -r -l 2 -k -p: wall time,
@@ -46,9 +49,9 @@ class Lighttpd(benchlib.Server):
 
 
 class SendLoop(benchlib.Server):
-    def __init__(self, files, binary):
+    def __init__(self, files, binary, *options):
         super().__init__("sendloop-bench-", files)
-        self.start([binary, str(self.port), self.site])
+        self.start([binary, str(self.port), self.site] + list(options))
 
 
 def build_sendloop(work):
@@ -59,11 +62,13 @@ def build_sendloop(work):
 
 def serve_jobs(korvel, runs, seconds, work):
     files = {"1k.bin": ONE_KIB, "100k.bin": HUNDRED_KIB}
+    sendloop = build_sendloop(work)
     servers = {"korvel": benchlib.KorvelServer(korvel, files, KORVEL_SERVER_SETTINGS),
                "lighttpd": Lighttpd(files),
-               "sendloop": SendLoop(files, build_sendloop(work))}
-    jobs = [("1 KiB, 1 client", "1k.bin", 1, ["korvel", "lighttpd"]),
-            ("1 KiB, 24 clients", "1k.bin", 24, ["korvel", "lighttpd"]),
+               "sendloop": SendLoop(files, sendloop),
+               "sendloop --whole": SendLoop(files, sendloop, "--whole")}
+    jobs = [("1 KiB, 1 client", "1k.bin", 1, ["korvel", "lighttpd", "sendloop --whole"]),
+            ("1 KiB, 24 clients", "1k.bin", 24, ["korvel", "lighttpd", "sendloop --whole"]),
             ("100 KiB, 24 clients", "100k.bin", 24, ["korvel", "sendloop", "lighttpd"])]
     results = {}  # (job, server) -> list of wrk summaries
     try:
@@ -99,6 +104,20 @@ def print_serving(jobs, results, rss):
                 k / p if p else 0))
     print("| server peak RSS after the loads | %s KiB | lighttpd %s KiB | %.2f× |" % (
         format(rss["korvel"], ","), format(rss["lighttpd"], ","), rss["korvel"] / rss["lighttpd"]))
+
+
+def print_floors(jobs, results):
+    print()
+    print("| job | floor | lighttpd | ratio |")
+    print("|---|---|---|---|")
+    for job, _, _, names in jobs:
+        theirs = statistics.median(map(rate, results[(job, "lighttpd")]))
+        for floor in names[1:]:
+            if floor == "lighttpd":
+                continue
+            mine = statistics.median(map(rate, results[(job, floor)]))
+            print("| %s | %s %s req/s | %s req/s | %.2f× |" % (
+                job, floor, format(int(mine), ","), format(int(theirs), ","), mine / theirs if theirs else 0))
 
 
 # ---- Grabs ------------------------------------------------------------------------------------
@@ -224,13 +243,16 @@ def main():
     print("%s, %d cores, %d runs of each, medians\n" % (time.strftime("%Y-%m-%d"), os.cpu_count(), args.runs))
     work = tempfile.mkdtemp(prefix="korvel-compare-")
     try:
-        if args.only != "grab":
-            print_serving(*serve_jobs(korvel, args.runs, args.seconds, work))
+        served = serve_jobs(korvel, args.runs, args.seconds, work) if args.only != "grab" else None
+        if served:
+            print_serving(*served)
         if args.only != "server":
             if args.only == "grab":
                 print("| job | korvel | peer | ratio |")
                 print("|---|---|---|---|")
             print_grabs(grab_jobs(korvel, args.runs))
+        if served:
+            print_floors(*served[:2])
     finally:
         shutil.rmtree(work, True)
 

@@ -3,7 +3,10 @@
 // send()s, then close. It does nothing else (no console, no settings, no header but the status
 // line and the length), so it shows what the 200-byte sending costs by itself.
 //
-//   sendloop PORT DIRECTORY
+// With --whole it is the floor under any poll-loop server of small files instead: the file is
+// read at once and the answer leaves in one send().
+//
+//   sendloop PORT DIRECTORY [--whole]
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -22,6 +25,7 @@
 namespace {
 
 constexpr size_t kPiece = 200;
+bool whole = false;
 
 struct Connection {
     int socket = -1;
@@ -45,6 +49,14 @@ bool ReadRequest(Connection& c, const std::string& directory) {
         return true;
     }
     c.pending = "HTTP/1.0 200 OK\r\nContent-Length: " + std::to_string((long long)info.st_size) + "\r\n\r\n";
+    if (whole) {
+        size_t header = c.pending.size();
+        c.pending.resize(header + (size_t)info.st_size);
+        ssize_t n = read(c.file, &c.pending[header], (size_t)info.st_size);
+        c.pending.resize(header + (size_t)(n > 0 ? n : 0));
+        close(c.file);
+        c.file = -1;
+    }
     return true;
 }
 
@@ -72,8 +84,9 @@ void Close(Connection& c) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        fprintf(stderr, "usage: %s PORT DIRECTORY\n", argv[0]);
+    whole = argc == 4 && strcmp(argv[3], "--whole") == 0;
+    if (argc != 3 && !whole) {
+        fprintf(stderr, "usage: %s PORT DIRECTORY [--whole]\n", argv[0]);
         return 2;
     }
     int listener = socket(AF_INET, SOCK_STREAM, 0);
