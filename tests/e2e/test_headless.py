@@ -155,6 +155,22 @@ class Scripts(unittest.TestCase):
         k, code = self.run_script("click 1\n")
         self.assertEqual(code, 2, "no dialog is open")
 
+    def test_numbers_a_script_cannot_use_exit_2_with_the_word(self):
+        cases = [
+            ("wait soon\n", b"script line 1: not a number of seconds: soon\n"),
+            ("wait\n", b"script line 1: not a number of seconds: \n"),
+            ("wait -1\n", b"script line 1: not a number of seconds: -1\n"),
+            ("wait 1e300\n", b"script line 1: not a number of seconds: 1e300\n"),
+            ("wait nan\n", b"script line 1: not a number of seconds: nan\n"),
+            ("menu 99999999999\n", b"script line 1: not a number: 99999999999\n"),
+            ("key 12x\n", b"script line 1: not a number: 12x\n"),
+        ]
+        for script, err in cases:
+            with self.subTest(script=script):
+                k, code = self.run_script(script)
+                self.assertEqual(code, 2, k.err)
+                self.assertTrue(k.err.endswith(err), k.err)
+
     def test_waitfor_gives_up_after_ten_seconds_with_exit_3(self):
         k, code = self.run_script("waitfor text that never comes\n", timeout=40)
         self.assertEqual(code, 3)

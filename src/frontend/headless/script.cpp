@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -18,6 +20,8 @@ namespace {
 
 constexpr int64_t kWaitForLimitMs = 10000;
 constexpr int kWaitForPollMs = 20;
+// Longer than any run, and small enough that the clock plus the wait cannot overflow.
+constexpr double kLongestWaitSeconds = 1e9;
 
 const char* KindName(ControlKind kind) {
     switch (kind) {
@@ -160,9 +164,20 @@ void ScriptRunner::Fail(int exitCode, const std::string& message) {
 
 int ScriptRunner::Number(const std::string& word) {
     char* end = nullptr;
+    errno = 0;
     long value = strtol(word.c_str(), &end, 10);
-    if (word.empty() || *end != '\0') Fail(2, "not a number: " + word);
+    if (word.empty() || *end != '\0' || errno == ERANGE || value < INT_MIN || value > INT_MAX)
+        Fail(2, "not a number: " + word);
     return (int)value;
+}
+
+int64_t ScriptRunner::Milliseconds(const std::string& seconds) {
+    char* end = nullptr;
+    double value = strtod(seconds.c_str(), &end);
+    // The comparison is false for NaN too.
+    if (seconds.empty() || *end != '\0' || !(value >= 0 && value <= kLongestWaitSeconds))
+        Fail(2, "not a number of seconds: " + seconds);
+    return (int64_t)(value * 1000);
 }
 
 HWND ScriptRunner::TargetDialog() {
@@ -209,7 +224,7 @@ void ScriptRunner::Run(const std::string& raw) {
     } else if (verb == "key") {
         PostMessageA(MainWindow, WM_KEYDOWN, (WPARAM)Number(rest), 0);
     } else if (verb == "wait") {
-        waitUntil_ = platform::MonotonicMs() + (int64_t)(atof(rest.c_str()) * 1000);
+        waitUntil_ = platform::MonotonicMs() + Milliseconds(rest);
     } else if (verb == "waitfor") {
         waitText_ = Unescape(rest);
         waitDeadline_ = platform::MonotonicMs() + kWaitForLimitMs;

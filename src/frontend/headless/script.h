@@ -47,6 +47,7 @@ private:
     [[noreturn]] void Fail(int exitCode, const std::string& message);
     HWND TargetDialog();
     int Number(const std::string& word);
+    int64_t Milliseconds(const std::string& seconds);
     void Dump();
 
     HeadlessFrontEnd& frontEnd_;
