@@ -42,17 +42,18 @@ class View(tui_session.TuiTest):
         self.assertEqual(s.cursor(), (0, 37, True))  # the caret, under the last line
         self.assertEqual(self.vertical_thumb(), [thumb_row(163, 163, 37)])
 
-        s.keys("S-PageUp")  # a page: 37 rows up
-        s.wait_for(lambda _: self.row(37).startswith("line 14"), what="the page above")
-        self.assertTrue(self.row(24).startswith("line 01"))
-        self.assertFalse(s.cursor()[2])  # the caret is below the view now
-        self.assertEqual(self.vertical_thumb(), [thumb_row(126, 163, 37)])
+        # A screen is drawn from the top down, the cursor last: each wait takes in everything
+        # that is checked of the new screen, so that no check reads a screen half drawn.
+        s.keys("S-PageUp")  # a page: 37 rows up; the caret is below the view now
+        s.wait_for(lambda _: self.row(37).startswith("line 14") and self.row(24).startswith("line 01")
+                   and self.vertical_thumb() == [thumb_row(126, 163, 37)] and not s.cursor()[2],
+                   what="the page above, its thumb, the caret hidden")
         s.keys("S-Up", "C-Up")  # two more rows
         s.wait_for(lambda _: self.row(26).startswith("line 01"), what="two rows up")
 
         s.keys("M-c", "f")  # Cursor > Find
-        s.wait_for(lambda _: self.row(1).startswith("line 15"), what="the caret's page again")
-        self.assertEqual(s.cursor(), (0, 37, True))
+        s.wait_for(lambda _: self.row(1).startswith("line 15") and s.cursor() == (0, 37, True),
+                   what="the caret's page again, the caret under the last line")
 
         # Page Up is a caret key: the caret goes to row 0, the view stays.
         s.keys("PageUp")
@@ -67,8 +68,8 @@ class View(tui_session.TuiTest):
         # The horizontal bar moves by columns within its range.
         self.assertEqual(self.row(38).index("█"), 1)  # 119 columns shown: the range is 0..1
         s.keys("S-Right")
-        s.wait_for(lambda _: self.row(1).startswith("ine 15"), what="one column to the left")
-        self.assertEqual(self.row(38).index("█"), 117)
+        s.wait_for(lambda _: self.row(1).startswith("ine 15") and self.row(38).find("█") == 117,
+                   what="one column to the left, the bar's thumb at its right end")
         s.keys("C-Right")  # eight columns, cut to the range
         time.sleep(0.3)
         self.assertTrue(self.row(1).startswith("ine 15"))
